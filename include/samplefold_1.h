@@ -1,0 +1,11 @@
+#pragma once
+
+// The whole library in one include.
+#include "compute_task_map.h"
+#include "interval_tree.h"
+#include "loader_context.h"
+#include "overtime_sample_aggregator.h"
+#include "parallel_data_loading.h"
+#include "sample_records.h"
+#include "seg_inst_map.h"
+#include "thread_state.h"
