@@ -1,0 +1,74 @@
+#include "load/input_checksum.h"
+
+#include <xxhash.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <memory>
+#include <vector>
+
+namespace samplefold::load {
+namespace {
+
+constexpr std::size_t g_blockBytes = std::size_t{1} << 20;
+
+class File {
+public:
+    explicit File(const std::string& path) : m_descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    ~File()
+    {
+        if (m_descriptor >= 0) ::close(m_descriptor);
+    }
+
+    bool isRegular() const
+    {
+        struct stat status{};
+        return m_descriptor >= 0 && ::fstat(m_descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    }
+    ssize_t read(std::vector<char>& block) const
+    {
+        return ::read(m_descriptor, block.data(), block.size());
+    }
+
+private:
+    int m_descriptor;
+};
+
+std::string hexText(const XXH128_canonical_t& digest)
+{
+    static constexpr char digits[] = "0123456789abcdef";
+    std::string text = "xxh128:";
+    for (const unsigned char byte : digest.digest) {
+        text += digits[byte >> 4];
+        text += digits[byte & 15];
+    }
+    return text;
+}
+
+} // namespace
+
+std::string inputChecksum(const std::string& path)
+{
+    const File file(path);
+    if (path == "-" || !file.isRegular()) return {};
+    const std::unique_ptr<XXH3_state_t, decltype(&XXH3_freeState)> state(XXH3_createState(),
+                                                                        &XXH3_freeState);
+    XXH3_128bits_reset(state.get());
+    std::vector<char> block(g_blockBytes);
+    for (;;) {
+        const ssize_t got = file.read(block);
+        if (got < 0) return {};
+        if (got == 0) break;
+        XXH3_128bits_update(state.get(), block.data(), static_cast<std::size_t>(got));
+    }
+    XXH128_canonical_t digest;
+    XXH128_canonicalFromHash(&digest, XXH3_128bits_digest(state.get()));
+    return hexText(digest);
+}
+
+} // namespace samplefold::load

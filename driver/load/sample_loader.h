@@ -1,0 +1,78 @@
+#pragma once
+
+#include "load/profile_context.h"
+#include "perfdata/recording.h"
+#include "session/attribute_rows.h"
+#include "session/load_clock.h"
+#include "session/module_catalog.h"
+#include "session/process_rows.h"
+#include "session/process_table.h"
+#include "session/quality_log.h"
+
+#include <cstdint>
+#include <functional>
+#include <unordered_map>
+
+namespace samplefold::load {
+
+/// What became of the samples that were delivered.
+struct SampleBooks {
+    std::uint64_t records = 0;      ///< sample records seen
+    std::uint64_t groupExtra = 0;   ///< samples that group reads gave beyond one per record
+    std::uint64_t withoutGrowth = 0; ///< group reads in which no counter had grown: dropped
+    std::uint64_t added = 0;        ///< samples handed to the library
+    std::int64_t countSum = 0;      ///< sum of their counts (wraps)
+};
+
+/// Takes the samples of a recording, the second pass, and hands each to the context with its attribute:
+/// process, thread, mapping at that tick, event, CPU, mode. Loading thread only.
+class SampleLoader : public perfdata::RecordSink {
+public:
+    struct Session {
+        session::ProcessTable& processes;
+        session::ModuleCatalog& modules;
+        session::ProcessRows& processRows;
+        session::AttributeRows& attributes;
+        session::QualityLog& quality;
+    };
+
+    /// The arguments outlive the object.
+    SampleLoader(const perfdata::Recording& recording, const Session& session,
+                 ProfileContext& context);
+
+    void onSample(const perfdata::Sample& sample) override;
+
+    const SampleBooks& books() const { return m_books; }
+    std::uint64_t lastTick() const { return m_lastTick; }
+    /// Adds what was counted on the way to the quality log; once, after the pass.
+    void reportQuality();
+
+private:
+    struct Task {
+        session::Process* process = nullptr;
+        samplefold_1::ThreadInfo* info = nullptr;
+    };
+
+    Task& taskOf(const perfdata::Sample& sample, std::uint64_t tick);
+    void locate(const perfdata::Sample& sample, session::Process& process, std::uint64_t tick,
+                samplefold_1::pmu_sample_attribute_t& attr);
+    void setPlace(session::Process& owner, const session::Place& place,
+                  samplefold_1::pmu_sample_attribute_t& attr);
+    void add(Task& task, samplefold_1::pmu_sample_attribute_t& attr, std::uint64_t tick,
+             const perfdata::Event& event, std::uint64_t count);
+
+    Session m_session;
+    ProfileContext& m_context;
+    session::LoadClock m_clock;
+    perfdata::ReadExpander m_expander;
+    std::unordered_map<std::uint64_t, Task> m_tasks; ///< by pid and tid, of the life used last
+    std::uint64_t m_lastKey = 0;
+    Task* m_lastTask = nullptr;
+    std::uint64_t m_lastTick = 0;
+    SampleBooks m_books;
+    std::uint64_t m_unmapped = 0;
+    std::uint64_t m_untimed = 0;
+    std::uint64_t m_withoutCpu = 0;
+};
+
+} // namespace samplefold::load

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <rowvault1/result.h>
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace samplefold::report {
+
+/// What the samples are grouped by in a report.
+enum class Grouping { module, address, process, thread, cpu, event };
+
+/// All groupings by the names that a user gives.
+const std::vector<std::pair<std::string, Grouping>>& groupings();
+
+struct ReportOptions {
+    Grouping by = Grouping::module;
+    std::uint64_t limit = 10; ///< entries per event; 0: all
+};
+
+/// The summary of a result, its quality counts, and the entries with the highest counts per event.
+/// Throws rowvault1::StoreError.
+void writeReport(rowvault1::IResult& result, const ReportOptions& options, std::ostream& out);
+/// The same as one JSON object with the keys "summary", "quality", "by" and "entries".
+nlohmann::ordered_json reportToJson(rowvault1::IResult& result, const ReportOptions& options);
+
+} // namespace samplefold::report

@@ -1,0 +1,87 @@
+#include "session/attribute_rows.h"
+
+#include "session/data_source.h"
+
+#include <array>
+#include <string_view>
+
+namespace samplefold::session {
+namespace {
+
+using rowvault1::Index;
+using tb2::variant_t;
+
+constexpr std::array<std::string_view, 8> g_modeNames{
+    "unknown", "kernel", "user", "hypervisor", "guest kernel", "guest user", "mode 6", "mode 7"};
+
+variant_t textOrNull(const std::string& text)
+{
+    return text.empty() ? variant_t() : variant_t(std::string_view(text));
+}
+
+} // namespace
+
+AttributeRows::AttributeRows(const tb2::sptr_t<rowvault1::IDatabase>& db,
+                             const perfdata::Recording& recording)
+    : m_events(db, "dd_event_type", {"name", "type", "config", "sample_period", "frequency"}),
+      m_cpus(db, "dd_cpu", {"number"}), m_modes(db, "dd_cpu_mode", {"name"}),
+      m_accesses(db, "dd_mem_access", {"source"}), m_transactions(db, "dd_htm_info", {"word"})
+{
+    writeEvents(recording);
+}
+
+void AttributeRows::writeEvents(const perfdata::Recording& recording)
+{
+    for (const perfdata::Event& event : recording.events()) {
+        const perfdata::EventAttr& attr = event.attr;
+        const std::int32_t isFrequency = attr.has(perfdata::attrBit::Freq) ? 1 : 0;
+        m_eventRows.push_back(m_events.findOrAdd(
+            {event.name, attr.type, attr.config, attr.samplePeriodOrFreq, isFrequency},
+            [](RowWriter& writer) { writer.set("counting", variant_t(std::int32_t{0})); }));
+    }
+}
+
+Index AttributeRows::cpu(const perfdata::Sample& sample)
+{
+    if (!sample.hasCpu()) return {};
+    const auto [entry, isNew] = m_cpuRows.try_emplace(sample.cpu);
+    if (isNew) entry->second = m_cpus.findOrAdd({static_cast<std::int32_t>(sample.cpu)});
+    return entry->second;
+}
+
+Index AttributeRows::mode(perfdata::CpuMode mode)
+{
+    const auto number = static_cast<std::size_t>(mode);
+    Index& row = m_modeRows[number];
+    if (!row.exist()) row = m_modes.findOrAdd({std::string(g_modeNames[number])});
+    return row;
+}
+
+Index AttributeRows::memoryAccess(const perfdata::Sample& sample)
+{
+    if ((sample.has & perfdata::sampleBit::DataSrc) == 0) return {};
+    const auto [entry, isNew] = m_accessRows.try_emplace(sample.dataSrc);
+    if (!isNew) return entry->second;
+    const DataSource source = decodeDataSource(sample.dataSrc);
+    entry->second = m_accesses.findOrAdd({sample.dataSrc}, [&](RowWriter& writer) {
+        writer.set("operation", textOrNull(source.operation))
+            .set("level", textOrNull(source.level))
+            .set("snoop", textOrNull(source.snoop))
+            .set("tlb", textOrNull(source.tlb))
+            .set("lock", textOrNull(source.lock));
+    });
+    return entry->second;
+}
+
+Index AttributeRows::transaction(const perfdata::Sample& sample)
+{
+    if ((sample.has & perfdata::sampleBit::Transaction) == 0 || sample.transaction == 0) return {};
+    const auto [entry, isNew] = m_transactionRows.try_emplace(sample.transaction);
+    if (!isNew) return entry->second;
+    entry->second = m_transactions.findOrAdd({sample.transaction}, [&](RowWriter& writer) {
+        writer.set("text", textOrNull(transactionText(sample.transaction)));
+    });
+    return entry->second;
+}
+
+} // namespace samplefold::session

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "perfdata/recording.h"
+#include "session/keyed_rows.h"
+
+#include <array>
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
+
+namespace samplefold::session {
+
+/// Rows behind the properties of a sample: event, CPU, mode, memory access, transaction. Each is written
+/// when it is first seen; a property that a sample does not have gives -1. Loading thread only.
+class AttributeRows {
+public:
+    AttributeRows(const tb2::sptr_t<rowvault1::IDatabase>& db, const perfdata::Recording& recording);
+
+    rowvault1::Index event(const perfdata::Event& event) { return m_eventRows[event.index]; }
+    rowvault1::Index cpu(const perfdata::Sample& sample);
+    rowvault1::Index mode(perfdata::CpuMode mode);
+    rowvault1::Index memoryAccess(const perfdata::Sample& sample);
+    rowvault1::Index transaction(const perfdata::Sample& sample);
+
+private:
+    void writeEvents(const perfdata::Recording& recording);
+
+    KeyedRows<std::string, std::uint32_t, std::uint64_t, std::uint64_t, std::int32_t> m_events;
+    KeyedRows<std::int32_t> m_cpus;
+    KeyedRows<std::string> m_modes;
+    KeyedRows<std::uint64_t> m_accesses;
+    KeyedRows<std::uint64_t> m_transactions;
+    std::vector<rowvault1::Index> m_eventRows;
+    std::unordered_map<std::uint32_t, rowvault1::Index> m_cpuRows;
+    std::array<rowvault1::Index, 8> m_modeRows;
+    std::unordered_map<std::uint64_t, rowvault1::Index> m_accessRows;
+    std::unordered_map<std::uint64_t, rowvault1::Index> m_transactionRows;
+};
+
+} // namespace samplefold::session

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "perfdata/recording.h"
+#include "session/load_clock.h"
+#include "session/module_catalog.h"
+#include "session/process_table.h"
+#include "session/quality_log.h"
+
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace samplefold::session {
+
+/// Builds processes, threads and their mappings from the side-band records of a recording, the first of
+/// two passes: all maps are whole before the first sample is looked up. Counts what the recording says was
+/// lost. Loading thread only.
+class SideBandCollector : public perfdata::RecordSink {
+public:
+    /// The arguments must outlive the object.
+    SideBandCollector(const perfdata::Recording& recording, ProcessTable& processes,
+                      ModuleCatalog& modules, QualityLog& quality);
+
+    /// Runs the pass.
+    void collect(const perfdata::ProgressHook& progress);
+
+    void onSample(const perfdata::Sample& sample) override;
+    void onMmap(const perfdata::MmapRecord& record) override;
+    void onComm(const perfdata::CommRecord& record) override;
+    void onFork(const perfdata::TaskRecord& record) override;
+    void onExit(const perfdata::TaskRecord& record) override;
+    void onLost(const perfdata::LostRecord& record) override;
+    void onLostSamples(const perfdata::LostRecord& record) override;
+    void onThrottle(const perfdata::ThrottleRecord& record) override;
+    void onKsymbol(const perfdata::KsymbolRecord& record) override;
+    void onTextPoke(const perfdata::TextPokeRecord& record) override;
+
+private:
+    Process& subject(std::int32_t pid);
+    std::string buildIdOf(const perfdata::MmapRecord& record) const;
+    void noteUnusedRecords();
+
+    const perfdata::Recording& m_recording;
+    ProcessTable& m_processes;
+    ModuleCatalog& m_modules;
+    QualityLog& m_quality;
+    LoadClock m_clock;
+    std::map<std::string, std::string, std::less<>> m_buildIds; ///< by path, hexadecimal
+};
+
+} // namespace samplefold::session
