@@ -1,0 +1,65 @@
+#include "band_binding.h"
+
+#include "store.h"
+
+namespace rowvault1 {
+namespace {
+
+void insertData(Store& store, std::string_view dataName, std::string_view attributeTable)
+{
+    Statement insert = store.connection().prepare(
+        "INSERT INTO main.band_binding(id, data_name, attribute_table) VALUES(?1, ?2, ?3)");
+    insert.bindInteger(1, store.table("band_binding")->takeKey());
+    insert.bindText(2, dataName);
+    insert.bindText(3, attributeTable);
+    insert.run();
+}
+
+template <class Change>
+bool change(Store& store, const Change& apply)
+{
+    store.settle();
+    if (!store.beginChange()) return false;
+    try {
+        store.ensureTransaction();
+        apply();
+        return true;
+    } catch (const SqlError& error) {
+        store.fail(error);
+        return false;
+    }
+}
+
+} // namespace
+
+bool hasBandData(Store& store, std::string_view dataName)
+{
+    store.settle();
+    try {
+        Statement statement =
+            store.connection().prepare("SELECT 1 FROM main.band_binding WHERE data_name = ?1");
+        statement.bindText(1, dataName);
+        return statement.step();
+    } catch (const SqlError&) {
+        return false;
+    }
+}
+
+bool noteBandData(Store& store, std::string_view dataName, std::string_view attributeTable)
+{
+    if (hasBandData(store, dataName)) return true;
+    return change(store, [&] { insertData(store, dataName, attributeTable); });
+}
+
+void bindBandData(Store& store, std::string_view dataName, std::string_view ownerTable)
+{
+    change(store, [&] {
+        Statement update = store.connection().prepare(
+            "UPDATE main.band_binding SET owner_table = ?2 WHERE data_name = ?1");
+        update.bindText(1, dataName);
+        update.bindText(2, ownerTable);
+        update.run();
+    });
+}
+
+} // namespace rowvault1

@@ -1,0 +1,151 @@
+#include "schema_parts.h"
+
+// The readable views: the stable surface for people and scripts. Missing keys show as null, addresses as
+// hexadecimal text, ticks as SQLite's signed integers.
+namespace rowvault1::schema {
+namespace {
+
+using enum kind_t;
+
+constexpr column_t g_samples[] = {
+    {0, "start_tsc", u64, "", "First tick of the interval."},
+    {1, "end_tsc", u64, "", "Last tick of the interval; a range of it is found without a scan."},
+    {2, "event", text, "", "Name of the event."},
+    {3, "pid", s32, "", "Process id."},
+    {4, "tid", s32, "", "Thread id."},
+    {5, "process", text, "", "Name of the process."},
+    {6, "thread", text, "", "Name of the thread."},
+    {7, "cpu", s32, "", "Number of the logical CPU."},
+    {8, "mode", text, "", "Privilege in which the CPU ran."},
+    {9, "ip", text, "", "Instruction pointer, as 0x and hexadecimal digits."},
+    {10, "module", text, "", "Name of the module in which the instruction pointer lies."},
+    {11, "count", s64, "", "Number of events that the interval stands for."},
+    {12, "rate", real, "", "Events per tick up to the sample that followed."},
+    {13, "callsite", s32, "dd_callsite", "Leaf of the call chain; see the view frames."},
+    {14, "sample", s32, "dd_sample", "Attributes of the sample."},
+    {15, "next_event", text, "", "Event of the sample that followed; null where there is none."},
+    {16, "next_callsite", s32, "dd_callsite",
+     "Call chain of the sample that followed; null where there is none."},
+};
+
+constexpr std::string_view g_samplesSelect = R"(
+SELECT i.start_tsc AS start_tsc, i.end_tsc AS end_tsc, e.name AS event,
+       p.pid AS pid, t.tid AS tid, p.name AS process, t.name AS thread,
+       c.number AS cpu, m.name AS mode,
+       CASE WHEN s.ip IS NOT NULL THEN printf('0x%llx', s.ip) END AS ip,
+       f.name AS module,
+       i.count AS count, i.rate AS rate,
+       nullif(i.callsite, -1) AS callsite, nullif(i.sample, -1) AS sample,
+       CASE WHEN e.counting IS 1 THEN NULL ELSE ne.name END AS next_event,
+       CASE WHEN e.counting IS 1 OR i.next_event_type IS NULL THEN NULL
+            ELSE nullif(i.next_callsite, -1) END AS next_callsite
+  FROM sample_instance AS i
+  LEFT JOIN dd_sample AS s ON s.id = i.sample
+  LEFT JOIN dd_event_type AS e ON e.id = i.event_type
+  LEFT JOIN dd_cpu AS c ON c.id = i.cpu
+  LEFT JOIN dd_thread AS t ON t.id = i.thread
+  LEFT JOIN dd_process AS p ON p.id = t.process
+  LEFT JOIN dd_cpu_mode AS m ON m.id = s.cpu_mode
+  LEFT JOIN dd_segment_instance AS si ON si.id = s.seg_inst
+  LEFT JOIN dd_module_segment AS ms ON ms.id = si.mod_seg
+  LEFT JOIN dd_module_file AS f ON f.id = ms.module
+  LEFT JOIN dd_event_type AS ne ON ne.id = i.next_event_type)";
+
+constexpr column_t g_frames[] = {
+    {0, "callsite", s32, "dd_callsite", "Leaf of the call chain that the frame is in."},
+    {1, "depth", s32, "", "Distance from the leaf, which has 0."},
+    {2, "module", text, "", "Name of the module of the frame."},
+    {3, "rva", text, "", "Address relative to the module, as 0x and hexadecimal digits."},
+    {4, "function", text, "", "Name of the function; null where it is not known."},
+};
+
+constexpr std::string_view g_framesSelect = R"(
+WITH RECURSIVE walk(callsite, depth, at) AS (
+  SELECT id, 0, id FROM dd_callsite
+  UNION ALL
+  SELECT walk.callsite, walk.depth + 1, inner_frame.parent
+    FROM walk JOIN dd_callsite AS inner_frame ON inner_frame.id = walk.at
+   WHERE inner_frame.parent > 0 AND inner_frame.parent < walk.at)
+SELECT walk.callsite AS callsite, walk.depth AS depth, f.name AS module,
+       CASE WHEN l.rva IS NOT NULL THEN printf('0x%llx', l.rva) END AS rva, NULL AS function
+  FROM walk
+  JOIN dd_callsite AS k ON k.id = walk.at
+  LEFT JOIN dd_code_location AS l ON l.id = k.code_loc
+  LEFT JOIN dd_module_segment AS ms ON ms.id = l.mod_seg
+  LEFT JOIN dd_module_file AS f ON f.id = ms.module)";
+
+constexpr column_t g_processes[] = {
+    {0, "process", s32, "dd_process", "Key of the process."},
+    {1, "pid", s32, "", "Process id."},
+    {2, "name", text, "", "Name of the process."},
+    {3, "life", s32, "", "Counts the lives of one process id, from 0."},
+    {4, "parent_pid", s32, "", "Process id of the parent."},
+    {5, "start_tsc", u64, "", "First tick at which the process is known."},
+    {6, "end_tsc", u64, "", "Last tick at which the process is known."},
+};
+
+constexpr std::string_view g_processesSelect = R"(
+SELECT p.id AS process, p.pid AS pid, p.name AS name, p.life AS life, q.pid AS parent_pid,
+       p.start_tsc AS start_tsc, p.end_tsc AS end_tsc
+  FROM dd_process AS p LEFT JOIN dd_process AS q ON q.id = p.parent)";
+
+constexpr column_t g_threads[] = {
+    {0, "thread", s32, "dd_thread", "Key of the thread."},
+    {1, "pid", s32, "", "Process id."},
+    {2, "tid", s32, "", "Thread id."},
+    {3, "name", text, "", "Name of the thread."},
+    {4, "process", text, "", "Name of the process."},
+    {5, "start_tsc", u64, "", "First tick at which the thread is known."},
+    {6, "end_tsc", u64, "", "Last tick at which the thread is known."},
+};
+
+constexpr std::string_view g_threadsSelect = R"(
+SELECT t.id AS thread, p.pid AS pid, t.tid AS tid, t.name AS name, p.name AS process,
+       t.start_tsc AS start_tsc, t.end_tsc AS end_tsc
+  FROM dd_thread AS t LEFT JOIN dd_process AS p ON p.id = t.process)";
+
+constexpr column_t g_modules[] = {
+    {0, "module", s32, "dd_module_file", "Key of the module."},
+    {1, "name", text, "", "File name of the module."},
+    {2, "path", text, "", "Path of the module as the recording has it."},
+    {3, "md5", text, "", "MD5 checksum, hexadecimal."},
+    {4, "build_id", text, "", "Build id, hexadecimal."},
+};
+
+constexpr std::string_view g_modulesSelect = R"(
+SELECT id AS module, name AS name, path AS path, md5 AS md5, build_id AS build_id
+  FROM dd_module_file)";
+
+constexpr column_t g_quality[] = {
+    {0, "reason", text, "", "Why something was dropped, repaired or guessed."},
+    {1, "count", u64, "", "How often."},
+    {2, "remedy", text, "", "What the user can do about it."},
+    {3, "severity", text, "", "info, error or data_loss."},
+};
+
+constexpr std::string_view g_qualitySelect = R"(
+SELECT reason AS reason, count AS count, remedy AS remedy, severity AS severity FROM dd_quality)";
+
+constexpr column_t g_loadInfo[] = {
+    {0, "key", text, "", "Name of the fact; state is complete or incomplete."},
+    {1, "value", text, "", "Value of the fact."},
+};
+
+constexpr std::string_view g_loadInfoSelect = R"(
+SELECT "key" AS "key", value AS value FROM dd_load_info)";
+
+constexpr view_t g_views[] = {
+    {"samples", "A row per sampled interval, with names beside it.", g_samplesSelect, g_samples},
+    {"frames", "A row per frame of every call chain, the leaf at depth 0.", g_framesSelect, g_frames},
+    {"processes", "A row per life of a process.", g_processesSelect, g_processes},
+    {"threads", "A row per life of a thread.", g_threadsSelect, g_threads},
+    {"modules", "A row per module file.", g_modulesSelect, g_modules},
+    {"quality", "What was dropped, repaired or guessed, counted by reason.", g_qualitySelect, g_quality},
+    {"load_info", "Facts about the load.", g_loadInfoSelect, g_loadInfo},
+};
+
+} // namespace
+
+std::span<const view_t> readableViews() { return g_views; }
+
+} // namespace rowvault1::schema
