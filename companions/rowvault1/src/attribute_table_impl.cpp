@@ -45,9 +45,10 @@ std::uint64_t AttributeTableImpl::size()
     m_store->settle();
     try {
         // Rows are only ever added, so that counting goes on where it stopped.
-        m_countedRows += m_store->connection().integer("SELECT count(*) FROM main." + quoted(name()) +
-                                                           " WHERE id > " + std::to_string(m_countedKey),
-                                                       0);
+        m_countedRows +=
+            m_store->connection().integer("SELECT count(*) FROM main." + quoted(name()) +
+                                              " WHERE id > " + std::to_string(m_countedKey),
+                                          0);
         m_countedKey = m_table.lastKey();
     } catch (const SqlError&) {
         return static_cast<std::uint64_t>(m_countedRows);
@@ -60,7 +61,10 @@ RowKeyIteratorImpl::RowKeyIteratorImpl(std::shared_ptr<Store> store, TableWriter
 {
 }
 
-Index RowKeyIteratorImpl::current() const { return fill() ? Index(m_page[m_place]) : Index(); }
+Index RowKeyIteratorImpl::current() const
+{
+    return fill() ? Index(m_page[m_place]) : Index();
+}
 
 void RowKeyIteratorImpl::next()
 {
@@ -81,8 +85,9 @@ void RowKeyIteratorImpl::readPage() const
     m_place = 0;
     m_store->settle();
     try {
-        Statement statement = m_store->connection().prepare(
-            "SELECT id FROM main." + quoted(m_table.table().name) + " WHERE id > ?1 AND id <= ?2 ORDER BY id LIMIT ?3");
+        Statement statement =
+            m_store->connection().prepare("SELECT id FROM main." + quoted(m_table.table().name) +
+                                          " WHERE id > ?1 AND id <= ?2 ORDER BY id LIMIT ?3");
         statement.bindInteger(1, m_lastKey);
         statement.bindInteger(2, std::numeric_limits<std::int32_t>::max());
         statement.bindInteger(3, g_pageRows);

@@ -25,7 +25,8 @@ private:
     std::int64_t m_countedKey = 0;
 };
 
-/// Walks keys by pages, so that no statement stays open between two steps and rows may change meanwhile.
+/// Walks keys by pages, so that no statement stays open between two steps and rows may change
+/// meanwhile.
 class RowKeyIteratorImpl : public IRowKeyIterator {
 public:
     RowKeyIteratorImpl(std::shared_ptr<Store> store, TableWriter& table);

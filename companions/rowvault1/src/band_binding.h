@@ -6,8 +6,8 @@ namespace rowvault1 {
 
 class Store;
 
-// The table "band_binding": which band data there are, over which attributes, and who owns their bands.
-// Failures go to the store.
+// The table "band_binding": which band data there are, over which attributes, and who owns their
+// bands. Failures go to the store.
 
 bool hasBandData(Store& store, std::string_view dataName);
 /// Enters the data where it is not known yet. False when the store has failed or cannot be written.

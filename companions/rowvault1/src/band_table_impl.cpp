@@ -10,7 +10,16 @@
 namespace rowvault1 {
 namespace {
 
-enum slot_t : std::size_t { ownerSlot, tableSlot, startSlot, endSlot, reservedSlot, countSlot, attributeSlot, firstCustomSlot };
+enum slot_t : std::size_t {
+    ownerSlot,
+    tableSlot,
+    startSlot,
+    endSlot,
+    reservedSlot,
+    countSlot,
+    attributeSlot,
+    firstCustomSlot
+};
 
 void setKey(row_values_t& values, std::size_t slot, Index key)
 {
@@ -33,7 +42,8 @@ void BandWriter::begin(const band_timeline_key_t& key, std::uint64_t start, std:
     m_values.setInteger(tableSlot, 0);
     m_values.setInteger(startSlot, start);
     m_values.setInteger(endSlot, end);
-    for (std::size_t slot = firstCustomSlot; slot < m_table.plan().slots(); ++slot) m_values.setNull(slot);
+    for (std::size_t slot = firstCustomSlot; slot < m_table.plan().slots(); ++slot)
+        m_values.setNull(slot);
     if (custom != nullptr) setCustom(*custom);
 }
 
@@ -60,14 +70,17 @@ Index BandWriter::add(const aggregated_data_t& data)
 
 std::uint16_t BandWriter::customColumn(const char* name) const
 {
-    const std::span<const schema::column_t> columns = m_table.table().columns.subspan(firstCustomSlot);
+    const std::span<const schema::column_t> columns =
+        m_table.table().columns.subspan(firstCustomSlot);
     if (name == nullptr) return InvalidColIdx;
     const auto found = std::ranges::find(columns, std::string_view(name), &schema::column_t::name);
-    return found == columns.end() ? InvalidColIdx : static_cast<std::uint16_t>(found - columns.begin());
+    return found == columns.end() ? InvalidColIdx
+                                  : static_cast<std::uint16_t>(found - columns.begin());
 }
 
 bool AggregatedBandTable::add(const band_timeline_key_t& key, const aggregated_band_obj_t& band,
-                              tb2::sptr_t<IMetaData>& meta, const std::vector<tb2::variant_t>* custom)
+                              tb2::sptr_t<IMetaData>& meta,
+                              const std::vector<tb2::variant_t>* custom)
 {
     m_writer.begin(key, band.start, band.end, custom);
     Index last;

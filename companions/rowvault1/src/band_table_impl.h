@@ -8,8 +8,8 @@
 
 namespace rowvault1 {
 
-/// Writes the rows of a band table. The columns stand in the order of the schema: owner, attribute table,
-/// start, end, reserved, count, attribute, and then the custom columns.
+/// Writes the rows of a band table. The columns stand in the order of the schema: owner, attribute
+/// table, start, end, reserved, count, attribute, and then the custom columns.
 class BandWriter {
 public:
     BandWriter(std::shared_ptr<Store> store, TableWriter& table);
@@ -39,10 +39,16 @@ private:
 
 class AggregatedBandTable : public IGenericBandTable<aggregated_band_obj_t> {
 public:
-    AggregatedBandTable(std::shared_ptr<Store> store, TableWriter& table) : m_writer(std::move(store), table) {}
-    bool add(const band_timeline_key_t& key, const aggregated_band_obj_t& band, tb2::sptr_t<IMetaData>& meta,
-             const std::vector<tb2::variant_t>* custom) override;
-    std::uint16_t customColumn(const char* name) const override { return m_writer.customColumn(name); }
+    AggregatedBandTable(std::shared_ptr<Store> store, TableWriter& table)
+        : m_writer(std::move(store), table)
+    {
+    }
+    bool add(const band_timeline_key_t& key, const aggregated_band_obj_t& band,
+             tb2::sptr_t<IMetaData>& meta, const std::vector<tb2::variant_t>* custom) override;
+    std::uint16_t customColumn(const char* name) const override
+    {
+        return m_writer.customColumn(name);
+    }
 
 private:
     BandWriter m_writer;
@@ -50,10 +56,16 @@ private:
 
 class SingleBandTable : public IGenericBandTable<single_band_obj_t> {
 public:
-    SingleBandTable(std::shared_ptr<Store> store, TableWriter& table) : m_writer(std::move(store), table) {}
-    bool add(const band_timeline_key_t& key, const single_band_obj_t& band, tb2::sptr_t<IMetaData>& meta,
-             const std::vector<tb2::variant_t>* custom) override;
-    std::uint16_t customColumn(const char* name) const override { return m_writer.customColumn(name); }
+    SingleBandTable(std::shared_ptr<Store> store, TableWriter& table)
+        : m_writer(std::move(store), table)
+    {
+    }
+    bool add(const band_timeline_key_t& key, const single_band_obj_t& band,
+             tb2::sptr_t<IMetaData>& meta, const std::vector<tb2::variant_t>* custom) override;
+    std::uint16_t customColumn(const char* name) const override
+    {
+        return m_writer.customColumn(name);
+    }
 
 private:
     BandWriter m_writer;

@@ -11,7 +11,8 @@ constexpr int g_busyMilliseconds = 500;
 
 [[noreturn]] void raise(sqlite3* connection, int code)
 {
-    const char* const text = connection != nullptr ? sqlite3_errmsg(connection) : sqlite3_errstr(code);
+    const char* const text =
+        connection != nullptr ? sqlite3_errmsg(connection) : sqlite3_errstr(code);
     const int extended = connection != nullptr ? sqlite3_extended_errcode(connection) : code;
     throw SqlError(extended, text);
 }
@@ -24,14 +25,20 @@ Statement& Statement::operator=(Statement&& other) noexcept
     return *this;
 }
 
-Statement::~Statement() { sqlite3_finalize(m_statement); }
+Statement::~Statement()
+{
+    sqlite3_finalize(m_statement);
+}
 
 void Statement::check(int code) const
 {
     if (code != SQLITE_OK) raise(sqlite3_db_handle(m_statement), code);
 }
 
-void Statement::bindNull(int parameter) { check(sqlite3_bind_null(m_statement, parameter)); }
+void Statement::bindNull(int parameter)
+{
+    check(sqlite3_bind_null(m_statement, parameter));
+}
 
 void Statement::bindInteger(int parameter, std::int64_t value)
 {
@@ -65,7 +72,10 @@ void Statement::run()
     }
 }
 
-void Statement::reset() noexcept { sqlite3_reset(m_statement); }
+void Statement::reset() noexcept
+{
+    sqlite3_reset(m_statement);
+}
 
 bool Statement::isNull(int column) const
 {
@@ -85,7 +95,10 @@ std::string Statement::text(int column) const
     return std::string(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(size));
 }
 
-Connection::~Connection() { sqlite3_close_v2(m_connection); }
+Connection::~Connection()
+{
+    sqlite3_close_v2(m_connection);
+}
 
 void Connection::check(int code) const
 {
@@ -121,7 +134,8 @@ Statement Connection::prepare(std::string_view sql)
 {
     sqlite3_stmt* statement = nullptr;
     const char* tail = nullptr;
-    check(sqlite3_prepare_v2(m_connection, sql.data(), static_cast<int>(sql.size()), &statement, &tail));
+    check(sqlite3_prepare_v2(m_connection, sql.data(), static_cast<int>(sql.size()), &statement,
+                             &tail));
     return Statement(statement);
 }
 
@@ -137,9 +151,15 @@ std::string Connection::text(const std::string& sql)
     return statement.step() ? statement.text(0) : std::string();
 }
 
-bool Connection::inTransaction() const noexcept { return sqlite3_get_autocommit(m_connection) == 0; }
+bool Connection::inTransaction() const noexcept
+{
+    return sqlite3_get_autocommit(m_connection) == 0;
+}
 
-bool Connection::isReadOnly() const noexcept { return sqlite3_db_readonly(m_connection, "main") == 1; }
+bool Connection::isReadOnly() const noexcept
+{
+    return sqlite3_db_readonly(m_connection, "main") == 1;
+}
 
 std::string quoted(std::string_view name)
 {

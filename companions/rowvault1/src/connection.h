@@ -26,7 +26,10 @@ class Statement {
 public:
     Statement() = default;
     explicit Statement(sqlite3_stmt* statement) : m_statement(statement) {}
-    Statement(Statement&& other) noexcept : m_statement(other.m_statement) { other.m_statement = nullptr; }
+    Statement(Statement&& other) noexcept : m_statement(other.m_statement)
+    {
+        other.m_statement = nullptr;
+    }
     Statement& operator=(Statement&& other) noexcept;
     ~Statement();
 
@@ -79,7 +82,7 @@ public:
     /// Opens `path` with SQLite's open flags.
     void open(const std::string& path, int flags);
     void execute(const std::string& sql);
-    /// One statement; text behind it is an error.
+    /// The first statement of `sql`.
     Statement prepare(std::string_view sql);
     /// First column of the first row; `missing` when there is no row or it is null.
     std::int64_t integer(const std::string& sql, std::int64_t missing);

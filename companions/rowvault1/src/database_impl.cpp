@@ -38,14 +38,16 @@ tb2::sptr_t<IQuery> DatabaseImpl::createQuery(const char* name, int)
     return tb2::make_counted<QueryImpl>(m_store, *table);
 }
 
-tb2::sptr_t<IGrouperInstanceTableDef> PerfDatabaseImpl::getInstanceTableDef(const char* dataName, int)
+tb2::sptr_t<IGrouperInstanceTableDef> PerfDatabaseImpl::getInstanceTableDef(const char* dataName,
+                                                                            int)
 {
     if (dataName == nullptr || !hasBandData(*m_store, dataName)) return {};
     return tb2::make_counted<InstanceTableDefImpl>(dataName);
 }
 
 void PerfDatabaseImpl::bindInstanceTable(const tb2::sptr_t<IGrouperInstanceTableDef>& definition,
-                                         const char* ownerTable, int, const char*, const char*, const char*)
+                                         const char* ownerTable, int, const char*, const char*,
+                                         const char*)
 {
     PORTA_ASSERT_TEXT(!definition.is_null(), "!definition.is_null()");
     if (definition.is_null() || ownerTable == nullptr) return;

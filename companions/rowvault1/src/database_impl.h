@@ -20,7 +20,8 @@ public:
 
 private:
     std::shared_ptr<Store> m_store;
-    std::map<std::string, tb2::sptr_t<IAttributeTable>, std::less<>> m_tables; ///< handed out before
+    std::map<std::string, tb2::sptr_t<IAttributeTable>, std::less<>>
+        m_tables; ///< handed out before
 };
 
 class InstanceTableDefImpl : public IGrouperInstanceTableDef {
@@ -35,9 +36,11 @@ private:
 class PerfDatabaseImpl : public IPerfDatabase {
 public:
     explicit PerfDatabaseImpl(std::shared_ptr<Store> store) : m_store(std::move(store)) {}
-    tb2::sptr_t<IGrouperInstanceTableDef> getInstanceTableDef(const char* dataName, int kind) override;
-    void bindInstanceTable(const tb2::sptr_t<IGrouperInstanceTableDef>& definition, const char* ownerTable,
-                           int flags, const char* ownerName, const char* filter, const char* suffix) override;
+    tb2::sptr_t<IGrouperInstanceTableDef> getInstanceTableDef(const char* dataName,
+                                                              int kind) override;
+    void bindInstanceTable(const tb2::sptr_t<IGrouperInstanceTableDef>& definition,
+                           const char* ownerTable, int flags, const char* ownerName,
+                           const char* filter, const char* suffix) override;
 
 private:
     std::shared_ptr<Store> m_store;

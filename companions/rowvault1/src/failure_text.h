@@ -7,7 +7,8 @@
 
 namespace rowvault1 {
 
-/// One line that names the file, what went wrong and what to do: "cannot <action> '<path>': <reason>; <remedy>".
+/// One line that names the file, what went wrong and what to do: "cannot <action> '<path>':
+/// <reason>; <remedy>".
 std::string failureText(std::string_view action, std::string_view path, std::string_view reason,
                         std::string_view remedy);
 /// The same, with reason and remedy from SQLite's code.

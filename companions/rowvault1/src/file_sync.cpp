@@ -29,8 +29,10 @@ std::string syncFolder(const std::string& path)
 std::string syncToDisk(Connection& connection, const std::string& path)
 {
     sqlite3_file* file = nullptr;
-    const int code = sqlite3_file_control(connection.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
-    if (code != SQLITE_OK || file == nullptr || file->pMethods == nullptr) return sqlite3_errstr(code);
+    const int code =
+        sqlite3_file_control(connection.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    if (code != SQLITE_OK || file == nullptr || file->pMethods == nullptr)
+        return sqlite3_errstr(code);
     if (const int synced = file->pMethods->xSync(file, SQLITE_SYNC_FULL); synced != SQLITE_OK)
         return sqlite3_errstr(synced);
     const std::string folder = std::filesystem::path(path).parent_path().string();

@@ -33,15 +33,17 @@ void InstanceContainerImpl::read(std::uint64_t first, std::uint64_t last, IInsta
 {
     if (first > last) return;
     InstanceWalk walk(*m_store, m_table.table());
-    // SQLite orders times as signed numbers, so that the upper half of the unsigned range is a walk of
-    // its own, behind the lower half.
-    if (first < firstUpperTime && !walk.run(first, std::min(last, firstUpperTime - 1), reader)) return;
+    // SQLite orders times as signed numbers, so that the upper half of the unsigned range is a walk
+    // of its own, behind the lower half.
+    if (first < firstUpperTime && !walk.run(first, std::min(last, firstUpperTime - 1), reader))
+        return;
     if (last >= firstUpperTime) walk.run(std::max(first, firstUpperTime), last, reader);
 }
 
 std::uint64_t InstanceContainerImpl::size()
 {
     if (!m_store->hasFailed()) return static_cast<std::uint64_t>(m_table.lastKey());
+    m_store->settle();
     try {
         return static_cast<std::uint64_t>(
             m_store->connection().integer("SELECT count(*) FROM main.sample_instance", 0));
@@ -63,7 +65,8 @@ void OrphanInstanceRecordImpl::setKey(std::uint16_t column, std::int32_t key)
 
 void OrphanInstanceRecordImpl::setInteger(std::uint16_t column, std::uint64_t value)
 {
-    if (isColumn(column, instanceIntegerColumns)) m_values.setInteger(firstIntegerSlot + column, value);
+    if (isColumn(column, instanceIntegerColumns))
+        m_values.setInteger(firstIntegerSlot + column, value);
 }
 
 void OrphanInstanceRecordImpl::setDouble(std::uint16_t column, double value)

@@ -8,8 +8,8 @@
 
 namespace rowvault1 {
 
-/// The store of sample instances over the table "sample_instance", which SQLite keeps in the order of time
-/// and, within one time, of the row's number, so that no index has to be built.
+/// The store of sample instances over the table "sample_instance", which SQLite keeps in the order
+/// of time and, within one time, of the row's number, so that no index has to be built.
 class InstanceContainerImpl : public IInstanceDataContainer {
 public:
     explicit InstanceContainerImpl(std::shared_ptr<Store> store);

@@ -5,7 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// Where the keys, integers, doubles and the timestamp of an instance stand among the table's columns.
+// Where the keys, integers, doubles and the timestamp of an instance stand among the table's
+// columns.
 namespace rowvault1 {
 
 inline constexpr std::size_t firstKeySlot = 0;

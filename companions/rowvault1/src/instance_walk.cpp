@@ -12,7 +12,10 @@ namespace {
 constexpr std::size_t g_pageRows = 512;
 constexpr int g_firstColumn = 1; // column 0 is the row's number
 
-int columnOf(std::size_t slot) { return g_firstColumn + static_cast<int>(slot); }
+int columnOf(std::size_t slot)
+{
+    return g_firstColumn + static_cast<int>(slot);
+}
 
 instance_row_t readRow(const Statement& statement)
 {
@@ -33,8 +36,8 @@ instance_row_t readRow(const Statement& statement)
 std::string pageSql(const schema::table_t& table)
 {
     const std::string time = quoted(table.columns.back().name);
-    return "SELECT id, " + columnList(table) + " FROM main." + quoted(table.name) + " WHERE (" + time +
-           ", id) > (?1, ?2) AND " + time + " <= ?3 ORDER BY " + time + ", id LIMIT ?4";
+    return "SELECT id, " + columnList(table) + " FROM main." + quoted(table.name) + " WHERE (" +
+           time + ", id) > (?1, ?2) AND " + time + " <= ?3 ORDER BY " + time + ", id LIMIT ?4";
 }
 
 } // namespace
@@ -76,7 +79,8 @@ bool InstanceWalk::readPage(std::uint64_t last)
             m_page.push_back(readRow(m_statement));
             const auto time = static_cast<std::int64_t>(m_page.back().timestamp);
             const std::int64_t number = m_statement.integer(0);
-            if (time < m_time || (time == m_time && number <= m_number)) return false; // a damaged file
+            if (time < m_time || (time == m_time && number <= m_number))
+                return false; // a damaged file
             m_time = time;
             m_number = number;
         }

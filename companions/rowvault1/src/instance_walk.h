@@ -14,8 +14,8 @@ class InstanceWalk {
 public:
     InstanceWalk(Store& store, const schema::table_t& table);
 
-    /// Gives the rows of first <= time <= last; both ends must lie in the same half of the range of 64
-    /// bits. False when the reader has stopped or a page cannot be read.
+    /// Gives the rows of first <= time <= last; both ends must lie in the same half of the range of
+    /// 64 bits. False when the reader has stopped or a page cannot be read.
     bool run(std::uint64_t first, std::uint64_t last, IInstanceReader& reader);
 
 private:

@@ -12,7 +12,10 @@ namespace {
 
 constexpr schema::column_t g_rowKey{0, "rowid", schema::kind_t::s32, "", "Row key."};
 
-std::string alias(std::size_t table) { return std::to_string(table).insert(0, 1, 't'); }
+std::string alias(std::size_t table)
+{
+    return std::to_string(table).insert(0, 1, 't');
+}
 
 const schema::column_t* columnOrKey(const schema::table_t& table, std::string_view name)
 {
@@ -31,13 +34,15 @@ QueryImpl::QueryImpl(std::shared_ptr<Store> store, TableWriter& table)
 {
 }
 
-const schema::table_t* QueryImpl::referenced(const schema::table_t& table, std::string_view column) const
+const schema::table_t* QueryImpl::referenced(const schema::table_t& table,
+                                             std::string_view column) const
 {
     const schema::column_t* const found = schema::findColumn(table, column);
     return found == nullptr ? nullptr : schema::findTable(found->reference);
 }
 
-std::size_t QueryImpl::join(std::size_t parent, std::string_view column, const schema::table_t& table)
+std::size_t QueryImpl::join(std::size_t parent, std::string_view column,
+                            const schema::table_t& table)
 {
     const auto same = [&](const joined_t& other) {
         return !other.column.empty() && other.parent == parent && other.column == column;
@@ -55,8 +60,9 @@ std::uint16_t QueryImpl::addLeaf(std::size_t table, std::string_view name)
     return static_cast<std::uint16_t>(m_columns.size() - 1);
 }
 
-std::uint16_t QueryImpl::addColumn(const char* name, int, const tb2::generic_iterator_t<const char*>&, int,
-                                   int, const char*)
+std::uint16_t QueryImpl::addColumn(const char* name, int,
+                                   const tb2::generic_iterator_t<const char*>&, int, int,
+                                   const char*)
 {
     if (name == nullptr || m_columns.size() >= InvalidColIdx) return InvalidColIdx;
     std::vector<std::string_view> steps;
@@ -70,18 +76,20 @@ std::uint16_t QueryImpl::addColumn(const char* name, int, const tb2::generic_ite
     }
     if (columnOrKey(*table, rest) == nullptr) return InvalidColIdx;
     std::size_t at = 0;
-    for (const std::string_view step : steps) at = join(at, step, *referenced(*m_joined[at].table, step));
+    for (const std::string_view step : steps)
+        at = join(at, step, *referenced(*m_joined[at].table, step));
     return addLeaf(at, rest);
 }
 
 std::string QueryImpl::sql() const
 {
     std::string text = "SELECT t0.id";
-    for (const column_t& column : m_columns) text += ", " + columnSql(column.table, column.name);
+    for (const column_t& column : m_columns)
+        text += ", " + columnSql(column.table, column.name);
     text += " FROM main." + quoted(m_table.table().name) + " AS t0";
     for (std::size_t n = 1; n < m_joined.size(); ++n)
-        text += " LEFT JOIN main." + quoted(m_joined[n].table->name) + " AS " + alias(n) + " ON " + alias(n) +
-                ".id = " + columnSql(m_joined[n].parent, m_joined[n].column);
+        text += " LEFT JOIN main." + quoted(m_joined[n].table->name) + " AS " + alias(n) + " ON " +
+                alias(n) + ".id = " + columnSql(m_joined[n].parent, m_joined[n].column);
     return text + " WHERE t0.id > ?1 AND t0.id <= ?2 ORDER BY t0.id LIMIT ?3";
 }
 
@@ -92,7 +100,8 @@ tb2::sptr_t<IGenericRecordset> QueryImpl::execute(int, const char*, const char*)
     if (m_store->hasFailed()) return {};
     try {
         std::vector<schema::kind_t> kinds;
-        for (const column_t& column : m_columns) kinds.push_back(column.kind);
+        for (const column_t& column : m_columns)
+            kinds.push_back(column.kind);
         Statement statement = m_store->connection().prepare(sql());
         return tb2::make_counted<RecordsetImpl>(m_store, std::move(statement), std::move(kinds),
                                                 m_table.lastKey());

@@ -10,15 +10,16 @@
 
 namespace rowvault1 {
 
-/// Builds one SELECT: the base table is t0, every reference that a path follows one LEFT JOIN, shared by
-/// all paths with the same beginning.
+/// Builds one SELECT: the base table is t0, every reference that a path follows one LEFT JOIN,
+/// shared by all paths with the same beginning.
 class QueryImpl : public IQuery {
 public:
     QueryImpl(std::shared_ptr<Store> store, TableWriter& table);
     std::uint16_t addColumn(const char* name, int aggregation,
-                            const tb2::generic_iterator_t<const char*>& arguments, int kind, int flags,
-                            const char* alias) override;
-    tb2::sptr_t<IGenericRecordset> execute(int flags, const char* filter, const char* order) override;
+                            const tb2::generic_iterator_t<const char*>& arguments, int kind,
+                            int flags, const char* alias) override;
+    tb2::sptr_t<IGenericRecordset> execute(int flags, const char* filter,
+                                           const char* order) override;
 
 private:
     struct joined_t {

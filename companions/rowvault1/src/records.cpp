@@ -62,7 +62,9 @@ StoredRecordImpl::StoredRecordImpl(std::shared_ptr<Store> store, TableWriter& ta
 
 bool StoredRecordImpl::load()
 {
-    Statement statement = m_store->connection().prepare(selectRowSql(m_table.table()));
+    Statement& statement = m_table.selectRow;
+    if (!statement) statement = m_store->connection().prepare(selectRowSql(m_table.table()));
+    const StatementReset reset(statement);
     statement.bindInteger(1, m_key.value());
     if (!statement.step()) return false;
     const table_plan_t& plan = m_table.plan();
@@ -103,8 +105,9 @@ void StoredRecordImpl::writeChanges()
     for (std::size_t slot = 0; slot < table.columns.size(); ++slot) {
         if ((m_changed >> slot & 1) == 0) continue;
         const schema::column_t& column = table.columns[slot];
-        Statement update = m_store->connection().prepare(
-            "UPDATE main." + quoted(table.name) + " SET " + quoted(column.name) + " = ?2 WHERE id = ?1");
+        Statement update =
+            m_store->connection().prepare("UPDATE main." + quoted(table.name) + " SET " +
+                                          quoted(column.name) + " = ?2 WHERE id = ?1");
         update.bindInteger(1, m_key.value());
         bindValue(update, 2, m_values, column.kind, slot);
         update.run();

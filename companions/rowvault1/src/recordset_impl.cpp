@@ -51,7 +51,8 @@ void RecordsetImpl::readPage()
         m_statement.bindInteger(1, m_readKey);
         m_statement.bindInteger(2, m_lastKey);
         m_statement.bindInteger(3, g_pageRows);
-        while (m_statement.step()) readRow();
+        while (m_statement.step())
+            readRow();
     } catch (const SqlError&) {
         m_failed = true;
     }

@@ -37,12 +37,15 @@ void insertRow(Connection& connection, const char* sql)
 
 void createAll(Connection& connection)
 {
-    // The page size holds from the first write on; a file that is killed in here rolls back to nothing.
+    // The page size holds from the first write on; a file that is killed in here rolls back to
+    // nothing.
     connection.execute("PRAGMA page_size = " + std::to_string(g_pageBytes) + "; BEGIN EXCLUSIVE");
     connection.execute("PRAGMA application_id = " + std::to_string(g_applicationId));
     connection.execute("PRAGMA user_version = " + std::to_string(schema::version));
-    for (const schema::table_t& table : schema::tables()) connection.execute(createTableSql(table));
-    for (const schema::view_t& view : schema::views()) connection.execute(createViewSql(view));
+    for (const schema::table_t& table : schema::tables())
+        connection.execute(createTableSql(table));
+    for (const schema::view_t& view : schema::views())
+        connection.execute(createViewSql(view));
     insertRow(connection, "dd_load_info(\"key\", value) VALUES('state', 'incomplete')");
     insertRow(connection, "band_binding(data_name, attribute_table, owner_table)"
                           " VALUES('sample_band', 'dd_sample', 'dd_thread')");
@@ -57,8 +60,10 @@ void checkIdentity(Connection& connection, const std::string& path)
         refuse(path, g_noResult, g_otherFolder);
     const std::int64_t version = connection.integer("PRAGMA user_version", 0);
     if (version > schema::version)
-        refuse(path, "its schema version " + std::to_string(version) + " is newer than " +
-                         std::to_string(schema::version), "use a newer version of this program");
+        refuse(path,
+               "its schema version " + std::to_string(version) + " is newer than " +
+                   std::to_string(schema::version),
+               "use a newer version of this program");
     if (version < schema::version)
         refuse(path, "its schema version " + std::to_string(version) + " is no longer read",
                "load again into a new folder");
@@ -71,8 +76,10 @@ void checkDefinitions(Connection& connection, const std::string& path)
             refuse(path, std::string(type) + " " + std::string(name) + " is not as it should be",
                    "load again into a new folder");
     };
-    for (const schema::table_t& table : schema::tables()) check("table", table.name, createTableSql(table));
-    for (const schema::view_t& view : schema::views()) check("view", view.name, createViewSql(view));
+    for (const schema::table_t& table : schema::tables())
+        check("table", table.name, createTableSql(table));
+    for (const schema::view_t& view : schema::views())
+        check("view", view.name, createViewSql(view));
 }
 
 void openNew(Connection& connection, const std::string& path)
@@ -91,9 +98,11 @@ void openExisting(Connection& connection, const std::string& path, open_mode_t m
 {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(path, error);
-    if (!std::filesystem::exists(status)) refuse(path, "there is no such file", "load a recording first");
+    if (!std::filesystem::exists(status))
+        refuse(path, "there is no such file", "load a recording first");
     if (!std::filesystem::is_regular_file(status)) refuse(path, g_noResult, g_otherFolder);
-    // Reading too may have to roll back what a killed load left, so that the file is opened for writing.
+    // Reading too may have to roll back what a killed load left, so that the file is opened for
+    // writing.
     connection.open(path, SQLITE_OPEN_READWRITE);
     if (mode == open_mode_t::append && connection.isReadOnly())
         refuse(path, "it may not be written", "check the permissions of the folder");
@@ -134,7 +143,8 @@ void makeResultFolder(const std::string& folder)
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error)
-        throw StoreError(failureText("create", folder, error.message(), "check the path and its permissions"));
+        throw StoreError(
+            failureText("create", folder, error.message(), "check the path and its permissions"));
 }
 
 } // namespace rowvault1

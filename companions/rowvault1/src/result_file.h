@@ -10,8 +10,8 @@ class Connection;
 
 inline constexpr const char* resultFileName = "result.sqlite";
 
-/// Opens the database of a result at `path`, made anew for open_mode_t::create, and proves that it is one:
-/// identity, schema version, and the definition of every table and view. Throws StoreError.
+/// Opens the database of a result at `path`, made anew for open_mode_t::create, and proves that it
+/// is one: identity, schema version, and the definition of every table and view. Throws StoreError.
 void openResultFile(Connection& connection, const std::string& path, open_mode_t mode,
                     const result_options_t& options);
 

@@ -22,7 +22,8 @@ ResultImpl::ResultImpl(std::shared_ptr<Store> store)
 void ResultImpl::setInfo(std::string_view key, std::string_view value)
 {
     if (key == stateKey || key == instanceRowsKey)
-        throw StoreError(failureText("write", m_store->path(), "the store keeps '" + std::string(key) + "' itself",
+        throw StoreError(failureText("write", m_store->path(),
+                                     "the store keeps '" + std::string(key) + "' itself",
                                      "use another key"));
     m_store->setInfo(key, value);
 }
@@ -33,15 +34,22 @@ void ResultImpl::drain()
     m_store->throwIfFailed();
 }
 
-void ResultImpl::readSql(std::string_view sql, ISqlReader& reader) { runReadOnly(*m_store, sql, reader); }
+void ResultImpl::readSql(std::string_view sql, ISqlReader& reader)
+{
+    runReadOnly(*m_store, sql, reader);
+}
 
-tb2::sptr_t<IResult> openResult(const std::string& folder, open_mode_t mode, const result_options_t& options)
+tb2::sptr_t<IResult> openResult(const std::string& folder, open_mode_t mode,
+                                const result_options_t& options)
 {
     if (mode == open_mode_t::create) makeResultFolder(folder);
     const std::string path = (std::filesystem::path(folder) / resultFileName).string();
     return tb2::make_counted<ResultImpl>(std::make_shared<Store>(path, mode, options));
 }
 
-void readSql(IResult& result, std::string_view sql, ISqlReader& reader) { result.readSql(sql, reader); }
+void readSql(IResult& result, std::string_view sql, ISqlReader& reader)
+{
+    result.readSql(sql, reader);
+}
 
 } // namespace rowvault1

@@ -15,7 +15,10 @@ public:
     tb2::sptr_t<IDatabase> database() override { return m_database; }
     tb2::sptr_t<IPerfDatabase> perfDatabase() override { return m_perfDatabase; }
     tb2::sptr_t<IInstanceDataContainer> instanceContainer() override { return m_instances; }
-    tb2::sptr_t<IGenericBandTable<aggregated_band_obj_t>> sampleBandTable() override { return m_sampleBands; }
+    tb2::sptr_t<IGenericBandTable<aggregated_band_obj_t>> sampleBandTable() override
+    {
+        return m_sampleBands;
+    }
     void setInfo(std::string_view key, std::string_view value) override;
     std::string info(std::string_view key) override { return m_store->info(key); }
     void commitPoint() override { m_store->commitPoint(); }

@@ -43,10 +43,12 @@ void RowBatch::sortByTime()
 {
     const std::size_t slot = timeSlot(*m_plan);
     bool sorted = true;
-    for (std::size_t n = 1; n < m_rows && sorted; ++n) sorted = integer(n - 1, slot) <= integer(n, slot);
+    for (std::size_t n = 1; n < m_rows && sorted; ++n)
+        sorted = integer(n - 1, slot) <= integer(n, slot);
     if (sorted) return;
     std::vector<place_t> order(m_rows);
-    for (std::size_t n = 0; n < m_rows; ++n) order[n] = {integer(n, slot), static_cast<std::uint32_t>(n)};
+    for (std::size_t n = 0; n < m_rows; ++n)
+        order[n] = {integer(n, slot), static_cast<std::uint32_t>(n)};
     std::ranges::sort(order);
     m_order = std::move(order);
 }

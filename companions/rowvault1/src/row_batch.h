@@ -11,8 +11,8 @@
 // Rows on their way to the database.
 namespace rowvault1 {
 
-/// The columns of one row, filled again and again. A cell holds an integer's bits (signed kinds with their
-/// sign extended) or a double's; a text stands in `texts` at its slot.
+/// The columns of one row, filled again and again. A cell holds an integer's bits (signed kinds
+/// with their sign extended) or a double's; a text stands in `texts` at its slot.
 struct row_values_t {
     explicit row_values_t(const table_plan_t& plan)
         : cells(plan.slots()), texts(plan.textSlots.empty() ? 0 : plan.slots())
@@ -36,8 +36,8 @@ struct row_values_t {
     std::vector<std::string> texts;
 };
 
-/// Rows of one table with consecutive keys, from `firstKey`. Filled by the loading thread, then read by
-/// whoever writes it; never both at once.
+/// Rows of one table with consecutive keys, from `firstKey`. Filled by the loading thread, then
+/// read by whoever writes it; never both at once.
 class RowBatch {
 public:
     RowBatch(const table_plan_t& plan, std::size_t bytes);
@@ -47,16 +47,23 @@ public:
     bool full() const noexcept { return m_rows == m_capacity || m_text.size() >= m_textLimit; }
     bool empty() const noexcept { return m_rows == 0; }
 
-    /// Puts the rows of an instance table in the order of their time, by SQLite's signed order, rows of
-    /// one time in the order of their keys.
+    /// Puts the rows of an instance table in the order of their time, by SQLite's signed order,
+    /// rows of one time in the order of their keys.
     void sortByTime();
 
     const table_plan_t& plan() const noexcept { return *m_plan; }
     std::size_t rows() const noexcept { return m_rows; }
     std::size_t bytes() const noexcept;
-    /// `n` counts in the order of the sort, where there was one. The key of row `n`, and its columns.
-    std::int64_t key(std::size_t n) const noexcept { return m_firstKey + static_cast<std::int64_t>(place(n)); }
-    bool has(std::size_t n, std::size_t slot) const noexcept { return (row(n)[0] >> slot & 1) != 0; }
+    /// `n` counts in the order of the sort, where there was one. The key of row `n`, and its
+    /// columns.
+    std::int64_t key(std::size_t n) const noexcept
+    {
+        return m_firstKey + static_cast<std::int64_t>(place(n));
+    }
+    bool has(std::size_t n, std::size_t slot) const noexcept
+    {
+        return (row(n)[0] >> slot & 1) != 0;
+    }
     std::int64_t integer(std::size_t n, std::size_t slot) const noexcept
     {
         return static_cast<std::int64_t>(row(n)[1 + slot]);
@@ -72,7 +79,10 @@ private:
     };
 
     std::size_t place(std::size_t n) const noexcept { return m_order.empty() ? n : m_order[n].row; }
-    const std::uint64_t* row(std::size_t n) const noexcept { return m_words.get() + place(n) * m_stride; }
+    const std::uint64_t* row(std::size_t n) const noexcept
+    {
+        return m_words.get() + place(n) * m_stride;
+    }
 
     const table_plan_t* m_plan;
     std::size_t m_stride;   ///< words per row: the mask of present columns, then the cells

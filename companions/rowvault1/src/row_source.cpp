@@ -18,12 +18,17 @@ struct source_cursor_t : sqlite3_vtab_cursor {
     std::size_t row;
 };
 
-source_cursor_t* cursorOf(sqlite3_vtab_cursor* cursor) { return static_cast<source_cursor_t*>(cursor); }
+source_cursor_t* cursorOf(sqlite3_vtab_cursor* cursor)
+{
+    return static_cast<source_cursor_t*>(cursor);
+}
 
-int connectTable(sqlite3* connection, void* source, int, const char* const*, sqlite3_vtab** out, char**)
+int connectTable(sqlite3* connection, void* source, int, const char* const*, sqlite3_vtab** out,
+                 char**)
 {
     std::string declaration = "CREATE TABLE source(" + sourceColumn(0);
-    for (std::size_t n = 1; n < sourceColumns; ++n) declaration += ", " + sourceColumn(n);
+    for (std::size_t n = 1; n < sourceColumns; ++n)
+        declaration += ", " + sourceColumn(n);
     const int code = sqlite3_declare_vtab(connection, (declaration + ")").c_str());
     if (code != SQLITE_OK) return code;
     auto* const table = new (std::nothrow) source_table_t{};
@@ -89,14 +94,17 @@ int giveColumn(sqlite3_vtab_cursor* cursor, sqlite3_context* result, int column)
     const auto slot = static_cast<std::size_t>(column) - 1;
     if (slot >= batch.plan().slots() || !batch.has(row, slot)) return SQLITE_OK;
     switch (batch.plan().kinds[slot]) {
-    case schema::kind_t::real: sqlite3_result_double(result, batch.real(row, slot)); break;
+    case schema::kind_t::real:
+        sqlite3_result_double(result, batch.real(row, slot));
+        break;
     case schema::kind_t::text: {
         // The batch outlives the statement's step, so that SQLite need not copy the text.
         const std::string_view text = batch.text(row, slot);
         sqlite3_result_text64(result, text.data(), text.size(), nullptr, SQLITE_UTF8);
         break;
     }
-    default: sqlite3_result_int64(result, batch.integer(row, slot));
+    default:
+        sqlite3_result_int64(result, batch.integer(row, slot));
     }
     return SQLITE_OK;
 }
@@ -130,13 +138,18 @@ const sqlite3_module g_module = makeModule();
 
 } // namespace
 
-std::string sourceColumn(std::size_t n) { return std::to_string(n).insert(0, 1, 'c'); }
+std::string sourceColumn(std::size_t n)
+{
+    return std::to_string(n).insert(0, 1, 'c');
+}
 
 void RowSource::install(Connection& connection)
 {
     const std::string name(sourceName);
-    if (sqlite3_create_module_v2(connection.get(), name.c_str(), &g_module, this, nullptr) != SQLITE_OK)
-        throw SqlError(sqlite3_extended_errcode(connection.get()), sqlite3_errmsg(connection.get()));
+    if (sqlite3_create_module_v2(connection.get(), name.c_str(), &g_module, this, nullptr) !=
+        SQLITE_OK)
+        throw SqlError(sqlite3_extended_errcode(connection.get()),
+                       sqlite3_errmsg(connection.get()));
     connection.execute("CREATE VIRTUAL TABLE temp." + name + " USING " + name);
 }
 

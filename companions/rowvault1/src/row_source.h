@@ -10,9 +10,10 @@ struct sqlite3;
 
 namespace rowvault1 {
 
-/// The rows of one batch as a table of SQL, so that a batch reaches the database by one INSERT..SELECT.
-/// Column 0 is the key, column n + 1 the slot n. Must outlive its connection's statements. One thread at a
-/// time. It is a temporary table of the connection: a table of that name in a file cannot take its place.
+/// The rows of one batch as a table of SQL, so that a batch reaches the database by one
+/// INSERT..SELECT. Column 0 is the key, column n + 1 the slot n. Must outlive its connection's
+/// statements. One thread at a time. It is a temporary table of the connection: a table of that
+/// name in a file cannot take its place.
 inline constexpr std::string_view sourceName = "rowvault_rows";
 inline constexpr std::size_t sourceColumns = 41;
 

@@ -26,7 +26,10 @@ std::span<const table_t> tables()
     return all;
 }
 
-std::span<const view_t> views() { return readableViews(); }
+std::span<const view_t> views()
+{
+    return readableViews();
+}
 
 const table_t* findTable(std::string_view name)
 {

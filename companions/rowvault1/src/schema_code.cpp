@@ -7,14 +7,17 @@ namespace {
 using enum kind_t;
 
 constexpr column_t g_callsite[] = {
-    {0, "parent", s32, "dd_callsite", "Callsite of the calling frame; empty at the outermost frame."},
+    {0, "parent", s32, "dd_callsite",
+     "Callsite of the calling frame; empty at the outermost frame."},
     {1, "code_loc", s32, "dd_code_location", "Place in code of this frame."},
     {5, "mark", s32, "", "3 for a marked frame, else 0."},
 };
 
 constexpr column_t g_codeLocation[] = {
-    {0, "rva", u64, "", "Address relative to the module; the plain address when no module is known."},
-    {1, "mod_seg", s32, "dd_module_segment", "Segment of the module; empty or -1 when none is known."},
+    {0, "rva", u64, "",
+     "Address relative to the module; the plain address when no module is known."},
+    {1, "mod_seg", s32, "dd_module_segment",
+     "Segment of the module; empty or -1 when none is known."},
     {14, "stored_rva", u64, "", "The relative address as it was stored first."},
 };
 
@@ -47,6 +50,9 @@ constexpr table_t g_tables[] = {
 
 } // namespace
 
-std::span<const table_t> codeTables() { return g_tables; }
+std::span<const table_t> codeTables()
+{
+    return g_tables;
+}
 
 } // namespace rowvault1::schema

@@ -33,6 +33,9 @@ constexpr table_t g_tables[] = {
 
 } // namespace
 
-std::span<const table_t> loadTables() { return g_tables; }
+std::span<const table_t> loadTables()
+{
+    return g_tables;
+}
 
 } // namespace rowvault1::schema

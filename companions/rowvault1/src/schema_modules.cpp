@@ -21,7 +21,8 @@ constexpr column_t g_moduleFile[] = {
 constexpr column_t g_moduleFileAttributes[] = {
     {1, "has_class", s32, "",
      "1 for a module file and for generated code of a class other than 0, else 0."},
-    {2, "resolvable", s32, "", "1 when the module may be resolved further, 0 when it was ruled out."},
+    {2, "resolvable", s32, "",
+     "1 when the module may be resolved further, 0 when it was ruled out."},
 };
 
 constexpr column_t g_jitFile[] = {
@@ -39,6 +40,9 @@ constexpr table_t g_tables[] = {
 
 } // namespace
 
-std::span<const table_t> moduleTables() { return g_tables; }
+std::span<const table_t> moduleTables()
+{
+    return g_tables;
+}
 
 } // namespace rowvault1::schema

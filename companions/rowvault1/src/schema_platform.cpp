@@ -34,7 +34,8 @@ constexpr column_t g_uncoreEventType[] = {
 };
 
 constexpr table_t g_tables[] = {
-    {"dd_hw_feedback", table_kind_t::attribute, "A row per reported hardware feedback.", g_feedback},
+    {"dd_hw_feedback", table_kind_t::attribute, "A row per reported hardware feedback.",
+     g_feedback},
     {"dd_hw_feedback_coretier_class", table_kind_t::attribute,
      "A row per reported performance class.", g_feedbackClass},
     {"hw_feedback_data", table_kind_t::band,
@@ -45,6 +46,9 @@ constexpr table_t g_tables[] = {
 
 } // namespace
 
-std::span<const table_t> platformTables() { return g_tables; }
+std::span<const table_t> platformTables()
+{
+    return g_tables;
+}
 
 } // namespace rowvault1::schema

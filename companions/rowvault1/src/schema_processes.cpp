@@ -48,12 +48,15 @@ constexpr table_t g_tables[] = {
     {"dd_process_in_container", table_kind_t::attribute,
      "A row per process that runs in a container.", g_processInContainer},
     {"dd_container_desc", table_kind_t::attribute, "A row per container.", g_containerDesc},
-    {"cpu_running_data_t", table_kind_t::bucket,
-     "Spans of time in which a thread ran, in buckets.", g_cpuRunning},
+    {"cpu_running_data_t", table_kind_t::bucket, "Spans of time in which a thread ran, in buckets.",
+     g_cpuRunning},
 };
 
 } // namespace
 
-std::span<const table_t> processTables() { return g_tables; }
+std::span<const table_t> processTables()
+{
+    return g_tables;
+}
 
 } // namespace rowvault1::schema

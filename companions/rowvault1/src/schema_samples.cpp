@@ -28,14 +28,16 @@ constexpr column_t g_sampleInstance[] = {
     {3, "cpu", s32, "dd_cpu", "Logical CPU; -1 when not known."},
     {4, "thread", s32, "dd_thread", "Thread that the interval belongs to."},
     {5, "next_event_type", s32, "dd_event_type",
-     "Event of the sample that followed in the same thread and event; without meaning in a row of a "
+     "Event of the sample that followed in the same thread and event; without meaning in a row of "
+     "a "
      "counting event, which may repeat the value of another row."},
     {6, "next_callsite", s32, "dd_callsite",
      "Call chain of the sample that followed; without meaning in a row of a counting event."},
     {7, "reserved_value", u64, "", "Written as 0."},
     {8, "count", s64, "", "Number of events that the interval stands for, already scaled."},
     {9, "start_tsc", u64, "", "First tick of the interval, included."},
-    {10, "rate", real, "", "Events per tick up to the sample that followed; 0.0 when there is none."},
+    {10, "rate", real, "",
+     "Events per tick up to the sample that followed; 0.0 when there is none."},
     {11, "end_tsc", u64, "", "Last tick of the interval, included; rows are kept in its order."},
 };
 
@@ -62,7 +64,8 @@ constexpr column_t g_eventType[] = {
 };
 
 constexpr column_t g_cpu[] = {{0, "number", s32, "", "Number of the logical CPU, from 0."}};
-constexpr column_t g_cpuMode[] = {{0, "name", text, "", "Name of the mode (user, kernel and so on)."}};
+constexpr column_t g_cpuMode[] = {
+    {0, "name", text, "", "Name of the mode (user, kernel and so on)."}};
 constexpr column_t g_cpuState[] = {{0, "name", text, "", "Name of the state."}};
 constexpr column_t g_threadState[] = {{0, "name", text, "", "Name of the state."}};
 
@@ -85,8 +88,8 @@ constexpr column_t g_lbrHead[] = {
 };
 
 constexpr table_t g_tables[] = {
-    {"dd_sample", table_kind_t::attribute,
-     "A row per distinct combination of sample attributes.", g_sample},
+    {"dd_sample", table_kind_t::attribute, "A row per distinct combination of sample attributes.",
+     g_sample},
     {"sample_instance", table_kind_t::instance,
      "A row per sampled interval, kept in the order of end_tsc; id counts the rows as they came.",
      g_sampleInstance},
@@ -98,15 +101,18 @@ constexpr table_t g_tables[] = {
     {"dd_cpu_mode", table_kind_t::attribute, "A row per privilege mode.", g_cpuMode},
     {"dd_cpu_state", table_kind_t::attribute, "A row per state of a CPU.", g_cpuState},
     {"dd_thread_state", table_kind_t::attribute, "A row per state of a thread.", g_threadState},
-    {"dd_mem_access", table_kind_t::attribute,
-     "A row per distinct description of a memory access.", g_memAccess},
-    {"dd_htm_info", table_kind_t::attribute,
-     "A row per distinct transactional memory status.", g_htmInfo},
+    {"dd_mem_access", table_kind_t::attribute, "A row per distinct description of a memory access.",
+     g_memAccess},
+    {"dd_htm_info", table_kind_t::attribute, "A row per distinct transactional memory status.",
+     g_htmInfo},
     {"dd_lbr_head", table_kind_t::attribute, "A row per head of a branch record stack.", g_lbrHead},
 };
 
 } // namespace
 
-std::span<const table_t> sampleTables() { return g_tables; }
+std::span<const table_t> sampleTables()
+{
+    return g_tables;
+}
 
 } // namespace rowvault1::schema

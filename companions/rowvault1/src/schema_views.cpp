@@ -1,7 +1,7 @@
 #include "schema_parts.h"
 
-// The readable views: the stable surface for people and scripts. Missing keys show as null, addresses as
-// hexadecimal text, ticks as SQLite's signed integers.
+// The readable views: the stable surface for people and scripts. Missing keys show as null,
+// addresses as hexadecimal text, ticks as SQLite's signed integers.
 namespace rowvault1::schema {
 namespace {
 
@@ -136,16 +136,21 @@ SELECT "key" AS "key", value AS value FROM dd_load_info)";
 
 constexpr view_t g_views[] = {
     {"samples", "A row per sampled interval, with names beside it.", g_samplesSelect, g_samples},
-    {"frames", "A row per frame of every call chain, the leaf at depth 0.", g_framesSelect, g_frames},
+    {"frames", "A row per frame of every call chain, the leaf at depth 0.", g_framesSelect,
+     g_frames},
     {"processes", "A row per life of a process.", g_processesSelect, g_processes},
     {"threads", "A row per life of a thread.", g_threadsSelect, g_threads},
     {"modules", "A row per module file.", g_modulesSelect, g_modules},
-    {"quality", "What was dropped, repaired or guessed, counted by reason.", g_qualitySelect, g_quality},
+    {"quality", "What was dropped, repaired or guessed, counted by reason.", g_qualitySelect,
+     g_quality},
     {"load_info", "Facts about the load.", g_loadInfoSelect, g_loadInfo},
 };
 
 } // namespace
 
-std::span<const view_t> readableViews() { return g_views; }
+std::span<const view_t> readableViews()
+{
+    return g_views;
+}
 
 } // namespace rowvault1::schema

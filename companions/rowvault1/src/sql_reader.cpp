@@ -5,11 +5,15 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <vector>
 
 namespace rowvault1 {
 namespace {
+
+constexpr std::string_view g_oneStatement = "exactly one SQL statement is taken";
 
 /// Refuses changes while it lives.
 class ReadingScope {
@@ -29,29 +33,70 @@ std::string_view withoutTail(std::string_view sql)
     return last == sql.npos ? std::string_view() : sql.substr(0, last + 1);
 }
 
+/// Pragmas that only tell; the second list takes an argument.
+bool isTellingPragma(std::string_view name, bool hasArgument)
+{
+    static constexpr std::string_view plain[] = {"application_id", "encoding",   "page_count",
+                                                 "page_size",      "table_list", "user_version"};
+    static constexpr std::string_view withArgument[] = {
+        "index_info",  "index_list", "index_xinfo", "integrity_check",
+        "quick_check", "table_info", "table_xinfo"};
+    return std::ranges::find(withArgument, name) != std::end(withArgument) ||
+           (!hasArgument && std::ranges::find(plain, name) != std::end(plain));
+}
+
+/// Refuses what changes transactions, settings or open files; SQLite itself tells of statements
+/// that change rows.
+int refuseSettings(void*, int action, const char* first, const char* second, const char*,
+                   const char*)
+{
+    switch (action) {
+    case SQLITE_TRANSACTION:
+    case SQLITE_SAVEPOINT:
+    case SQLITE_ATTACH:
+    case SQLITE_DETACH:
+        return SQLITE_DENY;
+    case SQLITE_PRAGMA:
+        return first != nullptr && isTellingPragma(first, second != nullptr) ? SQLITE_OK
+                                                                             : SQLITE_DENY;
+    default:
+        return SQLITE_OK;
+    }
+}
+
 Statement prepareReadOnly(Store& store, std::string_view sql)
 {
+    if (sql.empty()) throw StoreError(failureText("read", store.path(), g_oneStatement, ""));
     sqlite3_stmt* raw = nullptr;
     const char* tail = nullptr;
     sqlite3* const connection = store.connection().get();
-    const int code = sqlite3_prepare_v2(connection, sql.data(), static_cast<int>(sql.size()), &raw, &tail);
+    sqlite3_set_authorizer(connection, &refuseSettings, nullptr);
+    const int code =
+        sqlite3_prepare_v2(connection, sql.data(), static_cast<int>(sql.size()), &raw, &tail);
+    sqlite3_set_authorizer(connection, nullptr, nullptr);
     Statement statement(raw);
+    if (code == SQLITE_AUTH || (raw != nullptr && sqlite3_stmt_readonly(raw) == 0))
+        throw StoreError(
+            failureText("read", store.path(), "the SQL statement would do more than read", ""));
     if (code != SQLITE_OK)
-        throw StoreError(failureText("read", store.path(), sqlite3_errmsg(connection), "mend the SQL"));
+        throw StoreError(
+            failureText("read", store.path(), sqlite3_errmsg(connection), "mend the SQL"));
     if (!statement || tail != sql.data() + sql.size())
-        throw StoreError(failureText("read", store.path(), "exactly one SQL statement is taken", ""));
-    if (sqlite3_stmt_readonly(raw) == 0)
-        throw StoreError(failureText("read", store.path(), "the SQL statement would write", ""));
+        throw StoreError(failureText("read", store.path(), g_oneStatement, ""));
     return statement;
 }
 
 tb2::variant_t valueOf(const Statement& statement, int column)
 {
     switch (sqlite3_column_type(statement.get(), column)) {
-    case SQLITE_NULL: return {};
-    case SQLITE_INTEGER: return tb2::variant_t(statement.integer(column));
-    case SQLITE_FLOAT: return tb2::variant_t(sqlite3_column_double(statement.get(), column));
-    default: return tb2::variant_t(std::string_view(statement.text(column)));
+    case SQLITE_NULL:
+        return {};
+    case SQLITE_INTEGER:
+        return tb2::variant_t(statement.integer(column));
+    case SQLITE_FLOAT:
+        return tb2::variant_t(sqlite3_column_double(statement.get(), column));
+    default:
+        return tb2::variant_t(std::string_view(statement.text(column)));
     }
 }
 
@@ -77,7 +122,8 @@ void runReadOnly(Store& store, std::string_view sql, ISqlReader& reader)
     std::vector<tb2::variant_t> row(names.size());
     try {
         while (statement.step()) {
-            for (std::size_t n = 0; n < row.size(); ++n) row[n] = valueOf(statement, static_cast<int>(n));
+            for (std::size_t n = 0; n < row.size(); ++n)
+                row[n] = valueOf(statement, static_cast<int>(n));
             if (!reader.onRow(row)) return;
         }
     } catch (const SqlError& error) {

@@ -15,7 +15,8 @@ constexpr std::size_t g_maxBatchBytes = std::size_t{128} << 10;
 std::size_t batchBytes(const schema::table_t& table, std::size_t queueBytes)
 {
     const bool instance = table.kind == schema::table_kind_t::instance;
-    return std::clamp(queueBytes / 16, g_minBatchBytes, instance ? g_maxInstanceBatchBytes : g_maxBatchBytes);
+    return std::clamp(queueBytes / 16, g_minBatchBytes,
+                      instance ? g_maxInstanceBatchBytes : g_maxBatchBytes);
 }
 
 } // namespace
@@ -25,7 +26,8 @@ Store::Store(std::string path, open_mode_t mode, const result_options_t& options
 {
     openResultFile(m_connection, m_path, mode, options);
     try {
-        for (const schema::table_t& table : schema::tables()) addTable(table);
+        for (const schema::table_t& table : schema::tables())
+            addTable(table);
         m_dataVersion = m_connection.integer("PRAGMA data_version", 0);
         if (!isWritable()) return;
         m_source.install(m_connection);
@@ -37,7 +39,10 @@ Store::Store(std::string path, open_mode_t mode, const result_options_t& options
                                                 m_options.queueBytes);
 }
 
-Store::~Store() { closeQuietly(); }
+Store::~Store()
+{
+    closeQuietly();
+}
 
 void Store::closeQuietly() noexcept
 {
@@ -53,7 +58,8 @@ void Store::closeQuietly() noexcept
 
 TableWriter* Store::addTable(const schema::table_t& table)
 {
-    m_tables.emplace_back(*this, table, firstFreeKey(table), batchBytes(table, m_options.queueBytes));
+    m_tables.emplace_back(*this, table, firstFreeKey(table),
+                          batchBytes(table, m_options.queueBytes));
     m_tableByName[table.name] = &m_tables.back();
     return &m_tables.back();
 }
@@ -63,7 +69,8 @@ std::int64_t Store::firstFreeKey(const schema::table_t& table)
     if (table.kind == schema::table_kind_t::instance) {
         const std::int64_t rows = m_connection.integer(
             "SELECT CAST(value AS INTEGER) FROM main.dd_load_info WHERE \"key\" = '" +
-                std::string(instanceRowsKey) + "'", -1);
+                std::string(instanceRowsKey) + "'",
+            -1);
         if (rows >= 0) return rows + 1;
     }
     const std::string sql = "SELECT max(id) FROM main." + quoted(table.name);
@@ -112,7 +119,8 @@ void Store::write(RowBatch& batch) noexcept
         ensureTransaction();
         if (batch.plan().orderedByTime()) batch.sortByTime();
         TableWriter& target = *m_tableByName.find(batch.plan().table->name)->second;
-        if (!target.insert) target.insert = m_connection.prepare(insertFromSourceSql(target.table()));
+        if (!target.insert)
+            target.insert = m_connection.prepare(insertFromSourceSql(target.table()));
         m_source.show(&batch);
         target.insert.run();
         m_source.show(nullptr);
@@ -130,7 +138,10 @@ void Store::ensureTransaction()
     if (!m_connection.inTransaction()) m_connection.execute("BEGIN");
 }
 
-void Store::fail(const SqlError& error) noexcept { fail(failureText("write", m_path, error)); }
+void Store::fail(const SqlError& error) noexcept
+{
+    fail(failureText("write", m_path, error));
+}
 
 void Store::fail(const std::string& reason) noexcept
 {
@@ -141,6 +152,7 @@ void Store::fail(const std::string& reason) noexcept
     m_failed = true;
     try {
         if (m_connection.inTransaction()) m_connection.execute("ROLLBACK");
+        releaseFile();
     } catch (const SqlError&) {
         // The journal stays, and the next to open the file rolls back.
     }

@@ -17,15 +17,17 @@
 
 namespace rowvault1 {
 
-/// The heart of an open result: the one connection, the one open transaction, the tables' writers, and the
-/// first failure. All handles of a result share it, and the database closes with the last of them.
+/// The heart of an open result: the one connection, the one open transaction, the tables' writers,
+/// and the first failure. All handles of a result share it, and the database closes with the last
+/// of them.
 ///
 /// Invariants:
-/// 1. The connection is used by the writer thread while batches wait or are written, and by the loading
+/// 1. The connection is used by the writer thread while batches wait or are written, and by the
+/// loading
 ///    thread only after settle(), up to the next row.
 /// 2. After a failure nothing more is written; what was not committed is rolled back.
-/// 3. A database that is being changed says that it is incomplete, and said so before the first change.
-/// All operations belong to the loading thread, but for hasFailed, fail and write.
+/// 3. A database that is being changed says that it is incomplete, and said so before the first
+/// change. All operations belong to the loading thread, but for hasFailed, fail and write.
 class Store {
 public:
     Store(std::string path, open_mode_t mode, const result_options_t& options);
@@ -36,15 +38,17 @@ public:
 
     /// The writer of a table of that name; null when the result has none.
     TableWriter* table(std::string_view name);
-    /// Makes a band table with the columns of `model`, or opens the one that is there. Null on failure.
+    /// Makes a band table with the columns of `model`, or opens the one that is there. Null on
+    /// failure.
     TableWriter* makeBandTable(std::string_view name, const schema::table_t& attributeTable);
 
     /// Hands all rows over and waits until they are in the database and the writer is idle.
     void settle();
-    /// To be called before each change of the database: opens it for change and marks it incomplete.
-    /// False when it cannot be changed (read-only, failed, in use by another process).
+    /// To be called before each change of the database: opens it for change and marks it
+    /// incomplete. False when it cannot be changed (read-only, failed, in use by another process).
     bool beginChange();
-    /// Begins a transaction where there is none, on the thread that owns the connection. Throws SqlError.
+    /// Begins a transaction where there is none, on the thread that owns the connection. Throws
+    /// SqlError.
     void ensureTransaction();
     /// Commits what was handed over so far. Throws StoreError.
     void commitPoint();
@@ -55,10 +59,12 @@ public:
     std::unique_ptr<RowBatch> freshBatch(const table_plan_t& plan, std::size_t bytes);
 
     bool hasFailed() const noexcept { return m_failed.load(std::memory_order_relaxed); }
-    /// Notes the first failure and rolls the transaction back. On the thread that owns the connection.
+    /// Notes the first failure and rolls the transaction back. On the thread that owns the
+    /// connection.
     void fail(const std::string& reason) noexcept;
     void fail(const SqlError& error) noexcept;
-    /// Ends all writing for a reason that the loading thread found; what was taken so far is committed.
+    /// Ends all writing for a reason that the loading thread found; what was taken so far is
+    /// committed.
     void stop(const std::string& reason);
     std::string failure() const;
     /// Throws StoreError with the failure, where there was one.
@@ -81,6 +87,7 @@ private:
     std::int64_t firstFreeKey(const schema::table_t& table);
     void enterChange();
     void leaveChange();
+    void releaseFile();
     void commitTransaction();
     void putInfo(std::string_view key, std::string_view value);
     void syncFile();

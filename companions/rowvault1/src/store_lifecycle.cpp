@@ -23,25 +23,32 @@ bool Store::beginChange()
 
 void Store::enterChange()
 {
-    // While a load writes, the file stays locked and other processes wait: fewer system calls per commit.
+    // While a load writes, the file stays locked and other processes wait: fewer system calls per
+    // commit.
     m_connection.execute("PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = TRUNCATE;"
                          "PRAGMA synchronous = OFF; BEGIN EXCLUSIVE");
     if (m_connection.integer("PRAGMA data_version", 0) != m_dataVersion) {
         fail(failureText("write", m_path, "another process has changed it", "open it again"));
         return;
     }
-    if (m_connection.text("SELECT value FROM main.dd_load_info WHERE \"key\" = 'state'") != stateIncomplete)
+    if (m_connection.text("SELECT value FROM main.dd_load_info WHERE \"key\" = 'state'") !=
+        stateIncomplete)
         putInfo(stateKey, stateIncomplete);
     m_connection.execute("COMMIT");
     m_changing = true;
 }
 
-void Store::leaveChange()
+void Store::releaseFile()
 {
     m_connection.execute("PRAGMA journal_mode = DELETE; PRAGMA locking_mode = NORMAL");
     // The lock goes with the first read in the new mode.
+    m_connection.integer("SELECT count(*) FROM main.sqlite_schema", 0);
+}
+
+void Store::leaveChange()
+{
+    releaseFile();
     m_dataVersion = m_connection.integer("PRAGMA data_version", 0);
-    m_connection.integer("SELECT count(*) FROM sqlite_schema", 0);
     m_changing = false;
 }
 
@@ -68,7 +75,8 @@ void Store::commitPoint()
 void Store::finish()
 {
     commitPoint();
-    if (!isWritable()) throw StoreError(failureText("finish", m_path, "it is open for reading only", ""));
+    if (!isWritable())
+        throw StoreError(failureText("finish", m_path, "it is open for reading only", ""));
     if (!beginChange()) throwIfFailed();
     try {
         // First the rows reach the disk, then the word that they are complete.
@@ -92,13 +100,14 @@ void Store::syncFile()
 
 void Store::putInfo(std::string_view key, std::string_view value)
 {
-    Statement change = m_connection.prepare("UPDATE main.dd_load_info SET value = ?2 WHERE \"key\" = ?1");
+    Statement change =
+        m_connection.prepare("UPDATE main.dd_load_info SET value = ?2 WHERE \"key\" = ?1");
     change.bindText(1, key);
     change.bindText(2, value);
     change.run();
     if (m_connection.integer("SELECT changes()", 0) > 0) return;
-    Statement insert =
-        m_connection.prepare("INSERT INTO main.dd_load_info(id, \"key\", value) VALUES(?1, ?2, ?3)");
+    Statement insert = m_connection.prepare(
+        "INSERT INTO main.dd_load_info(id, \"key\", value) VALUES(?1, ?2, ?3)");
     insert.bindInteger(1, table("dd_load_info")->takeKey());
     insert.bindText(2, key);
     insert.bindText(3, value);

@@ -9,9 +9,12 @@ namespace {
 const char* sqlType(schema::kind_t kind)
 {
     switch (kind) {
-    case schema::kind_t::real: return "REAL";
-    case schema::kind_t::text: return "TEXT";
-    default: return "INTEGER";
+    case schema::kind_t::real:
+        return "REAL";
+    case schema::kind_t::text:
+        return "TEXT";
+    default:
+        return "INTEGER";
     }
 }
 
@@ -29,14 +32,18 @@ table_plan_t::table_plan_t(const schema::table_t& schemaTable) : table(&schemaTa
 {
     for (const schema::column_t& column : schemaTable.columns) {
         const auto slot = static_cast<std::uint16_t>(kinds.size());
-        if (slotByPosition.size() <= column.position) slotByPosition.resize(column.position + 1U, -1);
+        if (slotByPosition.size() <= column.position)
+            slotByPosition.resize(column.position + 1U, -1);
         slotByPosition[column.position] = static_cast<std::int16_t>(slot);
         if (column.kind == schema::kind_t::text) textSlots.push_back(slot);
         kinds.push_back(column.kind);
     }
 }
 
-std::size_t timeSlot(const table_plan_t& plan) { return plan.slots() - 1; }
+std::size_t timeSlot(const table_plan_t& plan)
+{
+    return plan.slots() - 1;
+}
 
 std::string createTableSql(const schema::table_t& table)
 {
@@ -68,7 +75,8 @@ std::string insertFromSourceSql(const schema::table_t& table)
 {
     std::string sql = "INSERT INTO main." + quoted(table.name) + "(id, " + columnList(table) +
                       ") SELECT " + sourceColumn(0);
-    for (std::size_t slot = 0; slot < table.columns.size(); ++slot) sql += ", " + sourceColumn(slot + 1);
+    for (std::size_t slot = 0; slot < table.columns.size(); ++slot)
+        sql += ", " + sourceColumn(slot + 1);
     return sql + " FROM temp." + std::string(sourceName);
 }
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-// What the writers and readers of one table need beside its schema: slots and statements. A slot is the
-// place of a column among the table's columns, from 0.
+// What the writers and readers of one table need beside its schema: slots and statements. A slot is
+// the place of a column among the table's columns, from 0.
 namespace rowvault1 {
 
 struct table_plan_t {
@@ -22,8 +22,8 @@ struct table_plan_t {
     bool orderedByTime() const noexcept { return table->kind == schema::table_kind_t::instance; }
 
     const schema::table_t* table;
-    std::vector<schema::kind_t> kinds;      ///< by slot
-    std::vector<std::uint16_t> textSlots;   ///< slots of kind text
+    std::vector<schema::kind_t> kinds;    ///< by slot
+    std::vector<std::uint16_t> textSlots; ///< slots of kind text
     std::vector<std::int16_t> slotByPosition;
 };
 

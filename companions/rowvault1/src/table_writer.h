@@ -11,14 +11,15 @@ namespace rowvault1 {
 
 class Store;
 
-/// The writing end of one table: gives out keys and gathers rows into batches. Loading thread only, apart
-/// from the insert statement, which belongs to whoever writes (see Store).
+/// The writing end of one table: gives out keys and gathers rows into batches. Loading thread only,
+/// apart from the insert statement, which belongs to whoever writes (see Store).
 class TableWriter {
 public:
-    TableWriter(Store& store, const schema::table_t& table, std::int64_t nextKey, std::size_t batchBytes);
+    TableWriter(Store& store, const schema::table_t& table, std::int64_t nextKey,
+                std::size_t batchBytes);
 
-    /// Takes a row; its key, which is final, or -1 when the store does not take rows. Touches no database,
-    /// but for the first row after the store was at rest.
+    /// Takes a row; its key, which is final, or -1 when the store does not take rows. Touches no
+    /// database, but for the first row after the store was at rest.
     std::int64_t append(const row_values_t& values);
     /// The batch in hand, null when there is none.
     std::unique_ptr<RowBatch> takeBatch() noexcept { return std::move(m_batch); }
@@ -30,7 +31,8 @@ public:
     /// A key for a row that is written by the caller itself.
     std::int64_t takeKey() noexcept { return m_nextKey++; }
 
-    Statement insert; ///< prepared by the store on first use
+    Statement insert;    ///< prepared by the store on first use
+    Statement selectRow; ///< prepared by the first record that is read
 
 private:
     bool beginBatch();

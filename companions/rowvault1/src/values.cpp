@@ -26,13 +26,20 @@ bool fits(kind_t kind, std::uint64_t bits, bool negative)
 {
     const auto value = static_cast<std::int64_t>(bits);
     switch (kind) {
-    case kind_t::s32: return negative ? std::in_range<std::int32_t>(value) : std::in_range<std::int32_t>(bits);
-    case kind_t::s64: return negative || std::in_range<std::int64_t>(bits);
-    case kind_t::u16: return !negative && std::in_range<std::uint16_t>(bits);
-    case kind_t::u32: return !negative && std::in_range<std::uint32_t>(bits);
-    case kind_t::u64: return !negative;
-    case kind_t::real: return negative ? value >= -g_exactInDouble : bits <= std::uint64_t{g_exactInDouble};
-    default: return false;
+    case kind_t::s32:
+        return negative ? std::in_range<std::int32_t>(value) : std::in_range<std::int32_t>(bits);
+    case kind_t::s64:
+        return negative || std::in_range<std::int64_t>(bits);
+    case kind_t::u16:
+        return !negative && std::in_range<std::uint16_t>(bits);
+    case kind_t::u32:
+        return !negative && std::in_range<std::uint32_t>(bits);
+    case kind_t::u64:
+        return !negative;
+    case kind_t::real:
+        return negative ? value >= -g_exactInDouble : bits <= std::uint64_t{g_exactInDouble};
+    default:
+        return false;
     }
 }
 
@@ -60,11 +67,16 @@ bool setText(row_values_t& row, kind_t kind, std::size_t slot, std::string_view 
 tb2::variant_t integerOfKind(kind_t kind, std::uint64_t bits)
 {
     switch (kind) {
-    case kind_t::s32: return tb2::variant_t(static_cast<std::int32_t>(bits));
-    case kind_t::s64: return tb2::variant_t(static_cast<std::int64_t>(bits));
-    case kind_t::u16: return tb2::variant_t(static_cast<std::uint16_t>(bits));
-    case kind_t::u32: return tb2::variant_t(static_cast<std::uint32_t>(bits));
-    default: return tb2::variant_t(bits);
+    case kind_t::s32:
+        return tb2::variant_t(static_cast<std::int32_t>(bits));
+    case kind_t::s64:
+        return tb2::variant_t(static_cast<std::int64_t>(bits));
+    case kind_t::u16:
+        return tb2::variant_t(static_cast<std::uint16_t>(bits));
+    case kind_t::u32:
+        return tb2::variant_t(static_cast<std::uint32_t>(bits));
+    default:
+        return tb2::variant_t(bits);
     }
 }
 
@@ -81,13 +93,16 @@ bool setValue(row_values_t& row, kind_t kind, std::size_t slot, const tb2::varia
 {
     row.setNull(slot);
     switch (value.kind()) {
-    case value_kind_t::null: return true;
-    case value_kind_t::text: return setText(row, kind, slot, value.as_text());
+    case value_kind_t::null:
+        return true;
+    case value_kind_t::text:
+        return setText(row, kind, slot, value.as_text());
     case value_kind_t::real:
         if (kind != kind_t::real) return false;
         row.setReal(slot, value.as_double());
         return true;
-    default: return setInteger(row, kind, slot, value);
+    default:
+        return setInteger(row, kind, slot, value);
     }
 }
 
@@ -111,7 +126,8 @@ tb2::variant_t readColumn(const Statement& statement, int column, kind_t kind)
     return type == SQLITE_INTEGER ? readInteger(kind, statement.integer(column)) : tb2::variant_t();
 }
 
-void bindValue(Statement& statement, int parameter, const row_values_t& row, kind_t kind, std::size_t slot)
+void bindValue(Statement& statement, int parameter, const row_values_t& row, kind_t kind,
+               std::size_t slot)
 {
     if (!row.has(slot))
         statement.bindNull(parameter);

@@ -46,7 +46,8 @@ void WriterQueue::waitIdle()
 std::unique_ptr<RowBatch> WriterQueue::takeFree(const table_plan_t& plan)
 {
     const std::lock_guard lock(m_mutex);
-    const auto found = std::ranges::find_if(m_free, [&](const auto& batch) { return &batch->plan() == &plan; });
+    const auto found =
+        std::ranges::find_if(m_free, [&](const auto& batch) { return &batch->plan() == &plan; });
     if (found == m_free.end()) return nullptr;
     std::unique_ptr<RowBatch> batch = std::move(*found);
     m_free.erase(found);

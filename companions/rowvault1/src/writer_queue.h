@@ -15,10 +15,10 @@ namespace rowvault1 {
 
 /// Batches on their way to the database, in the order of push, written on a thread of its own.
 ///
-/// Invariants: 1. at most `maxBytes` wait, or one batch that is larger; 2. between waitIdle() and the next
-/// push the thread is idle, so that the caller may use what `write` uses; 3. `write` never throws and
-/// returns at once after the store has failed, so that push always comes back.
-/// push, waitIdle and takeFree belong to one thread, the loading thread.
+/// Invariants: 1. at most `maxBytes` wait, or one batch that is larger; 2. between waitIdle() and
+/// the next push the thread is idle, so that the caller may use what `write` uses; 3. `write` never
+/// throws and returns at once after the store has failed, so that push always comes back. push,
+/// waitIdle and takeFree belong to one thread, the loading thread.
 class WriterQueue {
 public:
     using write_t = std::function<void(RowBatch&)>;

@@ -14,8 +14,7 @@ public:
 };
 
 /// A table of rows that go by their key. Row keys start at 1 and count up in the order of commits.
-/// Calls come from one thread at a time; the bucket stage may commit orphan records of *different*
-/// tables' own records only from the loading thread as well.
+/// All calls, those on its records included, come from the loading thread.
 class ROWVAULT1_API IAttributeTable : public tb2::object_interface_t {
 public:
     /// A record that belongs to no row yet, all columns null. It may be filled and committed again and
@@ -25,7 +24,7 @@ public:
     /// queued for writing are found.
     virtual tb2::sptr_t<IRecordInternal> getRecord(Index key) = 0;
     /// All row keys in ascending order. Rows may be read, changed and added while the walk goes on; a row
-    /// that is added behind the walker is still met.
+    /// that is added meanwhile is still met.
     virtual tb2::sptr_t<IRowKeyIterator> enumerateRows() = 0;
     /// Name of the table, lives as long as the program.
     virtual const char* name() const = 0;

@@ -51,9 +51,11 @@ public:
     /// A fresh record with no columns written; null after the store has failed.
     virtual tb2::sptr_t<IOrphanInstanceDataRecord> createOrphanInstanceRecord() = 0;
     /// Gives all rows with first <= timestamp <= last (both ends included), by unsigned timestamp, rows
-    /// of one timestamp in the order of insertion; rows still queued are seen. With the index built the
-    /// cost goes with the rows given, not with the size of the container.
+    /// of one timestamp in the order of insertion; rows still queued are seen. The cost goes with the rows
+    /// given, not with the size of the container. The reader may insert rows: those behind the place of
+    /// the walk and within the range may be met. A page that cannot be read ends the walk.
     virtual void read(std::uint64_t first, std::uint64_t last, IInstanceReader& reader) = 0;
+    /// Number of rows, those still queued included; after a failure of the store those that it holds.
     virtual std::uint64_t size() = 0;
 };
 

@@ -22,7 +22,7 @@ protected:
 };
 
 /// Rows of a query, read as the walk goes on. It keeps its database alive. One thread at a time; the
-/// rows seen are those of the moment of `execute`.
+/// rows seen are those there at `execute`, with the values that they have when the walk comes near them.
 class ROWVAULT1_API IGenericRecordset : public tb2::object_interface_t {
 public:
     virtual bool atEnd() const = 0;

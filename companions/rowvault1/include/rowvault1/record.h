@@ -23,9 +23,12 @@ public:
 class ROWVAULT1_API IRecordInternal : public IConstRecordInternal {
 public:
     /// Sets a column in the record; the store sees it at `commit`. A position that the table does not
-    /// have fires "isValidColumn( column )" and is left.
+    /// have fires "isValidColumn( column )" and is left. A value that the column's kind cannot hold without
+    /// loss (integers convert to each other and to double where they fit, nothing else does) fires
+    /// "kindMatches( column )" and leaves null. A double that is no number is stored as null.
     virtual void setField(std::uint16_t column, const tb2::variant_t& value) = 0;
-    /// Writes the changed columns to the row; nothing happens when none was changed.
+    /// Writes the changed columns to the row; nothing happens when none was changed, or when the result
+    /// cannot be written (IResult::failure).
     virtual void commit() = 0;
     virtual Index key() const = 0;
 };

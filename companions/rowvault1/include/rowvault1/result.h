@@ -55,6 +55,8 @@ public:
     virtual tb2::sptr_t<IGenericBandTable<aggregated_band_obj_t>> sampleBandTable() = 0;
 
     /// Sets a key of the readable "load_info" view (table dd_load_info, one row per key, last value wins).
+    /// Throws StoreError when the result cannot be written, and for the keys that the store keeps itself:
+    /// "state" and "sample_instance_rows".
     virtual void setInfo(std::string_view key, std::string_view value) = 0;
     /// Value of such a key, empty when there is none.
     virtual std::string info(std::string_view key) = 0;
@@ -64,7 +66,7 @@ public:
     virtual void commitPoint() = 0;
     /// Hands everything queued to the database and waits for it. Throws StoreError as commitPoint.
     virtual void drain() = 0;
-    /// Ends a load: builds the indexes, writes everything, marks the result complete (info key "state" is
+    /// Ends a load: writes everything, marks the result complete (info key "state" is
     /// "complete"; from creation, and again from the first row that is appended, until here it is
     /// "incomplete"), syncs it to the disk. Throws StoreError.
     virtual void finish() = 0;
@@ -79,12 +81,16 @@ public:
 /// Opens or creates the result in `folder` (made when missing, with its missing parents). Throws StoreError:
 /// a folder that cannot be made or written, a file that is no result, a result of a newer schema version,
 /// create on a folder that holds a result, append or read_only where there is none.
-/// Handles that are dropped without finish() leave a result that opens and says that it is incomplete.
+/// Handles that are dropped without finish() leave a result that opens, with all rows that were taken, and
+/// says that it is incomplete. The database is closed with the last handle on anything of the result.
+/// While rows are being written other processes are locked out, from the first row to finish(). Reading a
+/// result that a killed load left may need write access once, to roll back what was not committed.
 ROWVAULT1_API tb2::sptr_t<IResult> openResult(const std::string& folder, open_mode_t mode,
                                               const result_options_t& options = {});
 
-/// Runs one read-only SQL statement on a result that is open in any mode. Throws StoreError with SQLite's
-/// message for bad SQL, for several statements, and for one that would write.
+/// Runs one SQL statement that reads on a result that is open in any mode; rows still queued are seen. Throws
+/// StoreError with SQLite's message for bad SQL, for several statements, and for one that would do more than
+/// read: change rows, transactions, settings or open files.
 ROWVAULT1_API void readSql(IResult& result, std::string_view sql, ISqlReader& reader);
 
 } // namespace rowvault1

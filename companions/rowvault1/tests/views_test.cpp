@@ -1,0 +1,137 @@
+#include "result_fixture.h"
+
+#include <rowvault1/schema.h>
+
+using namespace rowvault1;
+using tb2::variant_t;
+
+namespace {
+
+class Views : public ResultTest {
+protected:
+    Views() : result(create())
+    {
+        addRow(*result, "dd_process",
+               {{0, variant_t(100)}, {1, variant_t("work")}, {5, variant_t(0)}});
+        addRow(
+            *result, "dd_process",
+            {{0, variant_t(101)}, {1, variant_t("child")}, {4, variant_t(1)}, {5, variant_t(0)}});
+        addRow(*result, "dd_thread",
+               {{0, variant_t(1)}, {1, variant_t(105)}, {2, variant_t("worker")}});
+        addRow(*result, "dd_event_type", {{0, variant_t("cycles")}, {5, variant_t(0)}});
+        addRow(*result, "dd_event_type", {{0, variant_t("ticks")}, {5, variant_t(1)}});
+        addRow(*result, "dd_cpu", {{0, variant_t(6)}});
+        addRow(*result, "dd_cpu_mode", {{0, variant_t("kernel")}});
+        addRow(
+            *result, "dd_module_file",
+            {{0, variant_t("vmlinux")}, {1, variant_t("/boot/vmlinux")}, {13, variant_t("abcd")}});
+        addRow(*result, "dd_module_segment", {{0, variant_t(1)}});
+        addRow(*result, "dd_segment_instance", {{0, variant_t(1)}});
+        addRow(*result, "dd_code_location",
+               {{0, variant_t(std::uint64_t{0x1234})}, {1, variant_t(1)}});
+        addRow(*result, "dd_code_location",
+               {{0, variant_t(std::uint64_t{0xffffffff81000000U})}, {1, variant_t(-1)}});
+        addRow(*result, "dd_callsite", {{1, variant_t(2)}});
+        addRow(*result, "dd_callsite", {{0, variant_t(1)}, {1, variant_t(1)}});
+        addRow(*result, "dd_sample",
+               {{0, variant_t(1)},
+                {2, variant_t(std::uint64_t{0xffffffff81000000U})},
+                {5, variant_t(1)},
+                {11, variant_t(1)}});
+    }
+
+    void add(std::uint64_t time, int event, int callsite, bool next)
+    {
+        const auto record = result->instanceContainer()->createOrphanInstanceRecord();
+        record->setKey(0, 1);
+        record->setKey(1, callsite);
+        record->setKey(2, event);
+        record->setKey(3, event == 2 ? -1 : 1);
+        record->setKey(4, 1);
+        if (next) {
+            record->setKey(5, 1);
+            record->setKey(6, 2);
+        }
+        record->setInteger(1, 500);
+        record->setInteger(2, time - 9);
+        record->setDouble(0, 0.5);
+        record->insert(time);
+    }
+
+    tb2::sptr_t<IResult> result;
+};
+
+TEST_F(Views, SamplesShowNamesBesideTheKeysAndTheIpInHexadecimal)
+{
+    add(10, 1, 2, true);
+    result->finish();
+    EXPECT_EQ(
+        shell("SELECT * FROM samples"),
+        "1|10|cycles|100|105|work|worker|6|kernel|0xffffffff81000000|vmlinux|500|0.5|2|1|cycles|2");
+}
+
+TEST_F(Views, AMissingKeyShowsAsNull)
+{
+    add(10, 1, -1, false);
+    result->finish();
+    EXPECT_EQ(
+        shell("SELECT callsite IS NULL, next_event IS NULL, next_callsite IS NULL FROM samples"),
+        "1|1|1");
+}
+
+TEST_F(Views, ACountingEventShowsNoFollowingSampleWhateverItsRowRepeats)
+{
+    add(10, 2, 2, true);
+    result->finish();
+    EXPECT_EQ(
+        shell("SELECT event, cpu IS NULL, next_event IS NULL, next_callsite IS NULL FROM samples"),
+        "ticks|1|1|1");
+}
+
+TEST_F(Views, FramesCountFromTheLeaf)
+{
+    result->finish();
+    EXPECT_EQ(shell("SELECT * FROM frames WHERE callsite = 2 ORDER BY depth"),
+              "2|0|vmlinux|0x1234|\n2|1||0xffffffff81000000|");
+    EXPECT_EQ(shell("SELECT count(*) FROM frames"), "3");
+}
+
+TEST_F(Views, ProcessesThreadsAndModulesShowWhatTheyAreCalled)
+{
+    result->finish();
+    EXPECT_EQ(shell("SELECT process, pid, name, life, parent_pid FROM processes ORDER BY 1"),
+              "1|100|work|0|\n2|101|child|0|100");
+    EXPECT_EQ(shell("SELECT thread, pid, tid, name, process FROM threads"),
+              "1|100|105|worker|work");
+    EXPECT_EQ(shell("SELECT module, name, path, build_id FROM modules"),
+              "1|vmlinux|/boot/vmlinux|abcd");
+}
+
+TEST_F(Views, QualityShowsTheCounts)
+{
+    addRow(*result, "dd_quality",
+           {{0, variant_t("lost samples")},
+            {1, variant_t(std::uint64_t{12})},
+            {2, variant_t("record with a larger buffer")},
+            {3, variant_t("data_loss")}});
+    result->finish();
+    EXPECT_EQ(shell("SELECT * FROM quality"),
+              "lost samples|12|record with a larger buffer|data_loss");
+}
+
+TEST_F(Views, ColumnsAreThoseOfTheRegistry)
+{
+    result->finish();
+    for (const schema::view_t& view : schema::views()) {
+        std::string expected;
+        for (const schema::column_t& column : view.columns)
+            expected += (expected.empty() ? "" : "\n") + std::to_string(column.position) + "|" +
+                        std::string(column.name);
+        EXPECT_EQ(
+            shell("SELECT cid, name FROM pragma_table_info('" + std::string(view.name) + "')"),
+            expected)
+            << view.name;
+    }
+}
+
+} // namespace
