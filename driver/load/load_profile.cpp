@@ -1,6 +1,7 @@
 #include "load/load_profile.h"
 
 #include "load/input_checksum.h"
+#include "load/record_type_name.h"
 #include "load/version.h"
 #include "session/side_band_collector.h"
 
@@ -27,9 +28,13 @@ perfdata::ProgressHook progressOf(const LoadProgress& progress, const char* step
     };
 }
 
-/// A result is of one mode for good: rows of another would not fit what is there.
+/// A result is of one mode for good: rows of another would not fit what is there. One whose load was
+/// stopped is not added to, since it would look complete afterwards.
 void checkMode(rowvault1::IResult& store, const LoadOptions& options)
 {
+    if (options.append && store.info("state") != "complete") {
+        throw LoadError(options.result + ": is incomplete, an earlier load was stopped: load into a new result");
+    }
     const std::string stacks = store.info("stacks");
     if (!stacks.empty() && stacks != g_stacksOff) {
         throw LoadError(options.result + ": was loaded with call stacks " + stacks +
@@ -43,25 +48,46 @@ void checkMode(rowvault1::IResult& store, const LoadOptions& options)
     }
 }
 
-/// Facts of the load and of the machine of the recording, for the load_info view.
+/// Adds to a number of the load_info view, so that it covers all loads of a result.
+void addInfo(rowvault1::IResult& store, const char* key, std::uint64_t more)
+{
+    const std::string before = store.info(key);
+    std::uint64_t total = 0;
+    std::from_chars(before.data(), before.data() + before.size(), total);
+    store.setInfo(key, std::to_string(total + more));
+}
+
+/// Facts of the load and of the machine of the recording, for the load_info view; what the recording does
+/// not tell has no key.
 void storeInfo(rowvault1::IResult& store, const Recording& recording, const LoadOptions& options)
 {
     const perfdata::Features& features = recording.features();
+    const auto setIfKnown = [&store](const char* key, const std::string& value) {
+        if (!value.empty()) store.setInfo(key, value);
+    };
     store.setInfo("samplefold_version", versionText());
     store.setInfo("input", recording.name());
-    store.setInfo("input_checksum", inputChecksum(options.input));
+    setIfKnown("input_checksum", inputChecksum(options.input));
     store.setInfo("stacks", g_stacksOff);
     store.setInfo("store_each_sample", options.storeEachSample ? "on" : "off");
-    store.setInfo("architecture", recording.architecture());
-    store.setInfo("hostname", features.hostname);
-    store.setInfo("os_release", features.osRelease);
-    store.setInfo("recorder_version", features.version);
-    store.setInfo("cpu", features.cpuDesc);
+    setIfKnown("architecture", recording.architecture());
+    setIfKnown("hostname", features.hostname);
+    setIfKnown("os_release", features.osRelease);
+    setIfKnown("recorder_version", features.version);
+    setIfKnown("cpu", features.cpuDesc);
     std::string commandLine;
     for (const std::string& word : features.cmdline) {
         commandLine += (commandLine.empty() ? "" : " ") + word;
     }
-    store.setInfo("command_line", commandLine);
+    setIfKnown("command_line", commandLine);
+}
+
+/// How many records of each type were read, by the kernel's names.
+void storeRecordCounts(rowvault1::IResult& store, const Recording& recording)
+{
+    for (const perfdata::RecordCount& count : recording.counts()) {
+        addInfo(store, ("records " + recordTypeName(count.type)).c_str(), count.count);
+    }
 }
 
 void storeTimes(rowvault1::IResult& store, const Recording& recording)
@@ -88,41 +114,37 @@ void noteRecording(const Recording& recording, session::QualityLog& quality)
     }
 }
 
-/// Adds to a number of the load_info view, so that it covers all loads of a result.
-void addInfo(rowvault1::IResult& store, const char* key, std::uint64_t more)
-{
-    const std::string before = store.info(key);
-    std::uint64_t total = 0;
-    std::from_chars(before.data(), before.data() + before.size(), total);
-    store.setInfo(key, std::to_string(total + more));
-}
+/// The sample rows of a result, as the database tells them.
+struct StoredSamples {
+    std::uint64_t rows = 0;
+    std::uint64_t counts = 0; ///< their sum; wraps
+};
 
-/// Sum of the counts of all sample rows.
-std::int64_t storedCounts(rowvault1::IResult& store)
+/// One pass over the rows only where the counts are wanted. The halves of the counts are added up apart,
+/// since SQLite's sum refuses to overflow.
+StoredSamples readStoredSamples(rowvault1::IResult& store, bool withCounts)
 {
     struct Reader final : rowvault1::ISqlReader {
         void onColumns(std::span<const std::string>) override {}
         bool onRow(std::span<const tb2::variant_t> row) override
         {
-            sum = static_cast<std::int64_t>(row[0].integer_bits());
+            stored.rows = row[0].integer_bits();
+            stored.counts = (row[1].integer_bits() << 32) + row[2].integer_bits();
             return true;
         }
-        std::int64_t sum = 0;
+        StoredSamples stored;
     } reader;
-    rowvault1::readSql(store, "SELECT sum(count) FROM sample_instance", reader);
-    return reader.sum;
+    rowvault1::readSql(store,
+                       withCounts ? "SELECT count(*), sum(count >> 32), sum(count & 4294967295) FROM sample_instance"
+                                  : "SELECT count(*), 0, 0 FROM sample_instance",
+                       reader);
+    return reader.stored;
 }
-
-/// What the result held before the load.
-struct Before {
-    std::uint64_t rows = 0;
-    std::int64_t counts = 0;
-};
 
 /// Every sample of the input is a row or a drop that was counted; anything else is a defect of the load.
 /// Where samples are added up, the sums of their counts are compared instead of the rows.
 void balance(const SampleBooks& books, const LoadReport& report, const LoadOptions& options,
-             std::int64_t storedSum)
+             std::uint64_t storedSum)
 {
     const bool rowsFit =
         options.storeEachSample ? report.rows == books.added : storedSum == books.countSum;
@@ -149,8 +171,7 @@ public:
         : m_options(options), m_progress(progress), m_recording(openInput()), m_store(openStore())
     {
         checkMode(*m_store, options);
-        m_before.rows = m_store->instanceContainer()->size();
-        if (!options.storeEachSample) m_before.counts = storedCounts(*m_store);
+        m_before = readStoredSamples(*m_store, !options.storeEachSample);
     }
 
     LoadReport run();
@@ -174,7 +195,7 @@ private:
     const LoadProgress& m_progress;
     Recording m_recording;
     tb2::sptr_t<rowvault1::IResult> m_store;
-    Before m_before;
+    StoredSamples m_before; ///< what the result held before the load
 };
 
 LoadReport Load::run()
@@ -184,9 +205,10 @@ LoadReport Load::run()
     if (m_recording.fault()) report.fault = m_recording.fault()->text;
     storeInfo(*m_store, m_recording, m_options);
     storeTimes(*m_store, m_recording);
+    storeRecordCounts(*m_store, m_recording);
     session::QualityLog quality;
     noteRecording(m_recording, quality);
-    m_store->setInfo("input_fault", report.fault);
+    if (!report.fault.empty()) m_store->setInfo("input_fault", report.fault);
     m_store->commitPoint();
 
     loadSamples(quality, report);
@@ -225,9 +247,9 @@ void Load::loadSamples(session::QualityLog& quality, LoadReport& report)
     const SampleBooks& books = samples.books();
     report.samples = m_recording.countOf(perfdata::RecordType::Sample) + books.groupExtra;
     report.dropped = stats.badRecords + stats.unknownIdSamples + books.withoutGrowth;
-    report.rows = m_store->instanceContainer()->size() - m_before.rows;
-    const std::int64_t stored = m_options.storeEachSample ? 0 : storedCounts(*m_store) - m_before.counts;
-    balance(books, report, m_options, stored);
+    const StoredSamples stored = readStoredSamples(*m_store, !m_options.storeEachSample);
+    report.rows = stored.rows - m_before.rows;
+    balance(books, report, m_options, stored.counts - m_before.counts);
 }
 
 } // namespace

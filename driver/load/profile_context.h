@@ -18,7 +18,7 @@ namespace samplefold::load {
 /// does not grow with the input. Loading thread only.
 class ProfileContext : public samplefold_1::LoaderContext {
 public:
-    static constexpr std::size_t batchSize = std::size_t{1} << 17;
+    static constexpr std::size_t batchSize = std::size_t{1} << 16;
 
     /// Opens the result for loading with call stacks off. `result` stays open until this object is gone.
     ProfileContext(rowvault1::IResult& result, bool storeEachSample, std::uint64_t eventSlots);

@@ -64,7 +64,7 @@ void SampleLoader::add(Task& task, pmu_sample_attribute_t& attr, std::uint64_t t
     const auto signedCount = static_cast<std::int64_t>(count);
     m_context.addSample(*task.info, attr, tick, signedCount, static_cast<std::int32_t>(event.index));
     ++m_books.added;
-    m_books.countSum = static_cast<std::int64_t>(static_cast<std::uint64_t>(m_books.countSum) + count);
+    m_books.countSum += count;
 }
 
 SampleLoader::Task& SampleLoader::taskOf(const Sample& sample, std::uint64_t tick)

@@ -273,10 +273,11 @@ struct StatConfigRecord : RecordBase
     PackedSpan<StatConfigEntry> entries;
 };
 
-/// STAT: one counter of `id` (base) on a CPU and a thread of the maps. Times in ns.
+/// STAT: one counter of `id` (base) on a CPU and a thread of the thread map. Times in ns. Values count
+/// from the start of the recording, not of the round.
 struct StatRecord : RecordBase
 {
-    std::uint32_t cpuIndex = 0;    ///< as stored: CPU number or position, see the event's map
+    std::uint32_t counterCpu = 0;  ///< number of the CPU; all ones: not bound to one
     std::uint32_t threadIndex = 0; ///< position in the thread map
     std::uint64_t value = 0;
     std::uint64_t timeEnabled = 0;

@@ -94,7 +94,7 @@ bool decodeStatConfig(ByteReader& reader, StatConfigRecord& record)
 bool decodeStat(ByteReader& reader, StatRecord& record)
 {
     record.id = reader.take<std::uint64_t>();
-    record.cpuIndex = reader.take<std::uint32_t>();
+    record.counterCpu = reader.take<std::uint32_t>();
     record.threadIndex = reader.take<std::uint32_t>();
     record.value = reader.take<std::uint64_t>();
     record.timeEnabled = reader.take<std::uint64_t>();

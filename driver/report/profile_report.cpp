@@ -58,6 +58,12 @@ std::string aliases(const std::string& columns)
     return out;
 }
 
+/// A sum that wraps: SQLite's own refuses to overflow, and a damaged profile may hold any count.
+std::string sumOf(const std::string& column)
+{
+    return "((sum(" + column + " >> 32) << 32) + sum(" + column + " & 4294967295))";
+}
+
 /// First the instances are added up by the few keys that matter, then names are put to the sums.
 std::string entriesSql(const GroupingSql& grouping, std::uint64_t limit, bool rowsAreSamples)
 {
@@ -65,13 +71,13 @@ std::string entriesSql(const GroupingSql& grouping, std::uint64_t limit, bool ro
     const std::string names = aliases(columns);
     const std::string shown = columns.empty() ? "" : ", " + columns;
     std::string sql = "WITH grouped AS (SELECT event_type, " + std::string(grouping.keys) +
-                      ", count(*) AS samples, sum(count) AS total FROM sample_instance GROUP BY event_type, " +
+                      ", count(*) AS samples, " + sumOf("count") + " AS total FROM sample_instance GROUP BY event_type, " +
                       grouping.keys + "), named AS (SELECT g.event_type AS event_key, e.name AS event" + shown +
                       ", g.samples AS samples, g.total AS total FROM grouped g "
                       "LEFT JOIN dd_event_type e ON e.rowid = g.event_type " +
                       grouping.joins + "), summed AS (SELECT event_key, event" + names +
-                      ", sum(samples) AS samples, sum(total) AS count FROM named GROUP BY event_key" + names +
-                      "), ranked AS (SELECT *, 100.0 * count / sum(count) OVER (PARTITION BY event_key) AS percent, "
+                      ", sum(samples) AS samples, " + sumOf("total") + " AS count FROM named GROUP BY event_key" + names +
+                      "), ranked AS (SELECT *, 100.0 * count / total(count) OVER (PARTITION BY event_key) AS percent, "
                       "row_number() OVER (PARTITION BY event_key ORDER BY count DESC, samples DESC" + names +
                       ") AS place FROM summed) SELECT event" + names +
                       (rowsAreSamples ? ", samples" : "") + ", count, percent FROM ranked";

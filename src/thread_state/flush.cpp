@@ -9,13 +9,21 @@
 namespace samplefold_1 {
 namespace {
 
-/// How far ahead of the walk the row keys are fetched: they lie anywhere in the caches of the buckets.
-constexpr std::size_t g_fetchAhead = 16;
+/// How far ahead of the walk memory is fetched: the row keys, which lie anywhere in the caches of the
+/// buckets, and before them the attributes that point there. The distance takes in the followers of most
+/// rows in between.
+constexpr std::size_t g_keysAhead = 128;
+constexpr std::size_t g_attributesAhead = g_keysAhead + 32;
 
-void fetchRowKeys(const pmu_sample_attribute_t& attr)
+void fetchAhead(rowvault1::ChunkArray<pmu_data_t>& data, std::size_t at)
 {
-    __builtin_prefetch(attr.sample_key);
-    __builtin_prefetch(attr.code_loc.callsite_key);
+    if (at + g_attributesAhead >= data.size()) return;
+    const pmu_sample_attribute_t* const attr = data[at + g_attributesAhead].attr;
+    __builtin_prefetch(&attr->event_type);
+    __builtin_prefetch(&attr->code_loc);
+    const pmu_sample_attribute_t* const nearer = data[at + g_keysAhead].attr;
+    __builtin_prefetch(nearer->sample_key);
+    __builtin_prefetch(nearer->code_loc.callsite_key);
 }
 
 } // namespace
@@ -29,9 +37,8 @@ void LoaderContext::flushData()
     rowvault1::aggregated_band_obj_t band{0, 0, {{0, 0, Index()}}};
     std::vector<tb2::variant_t> bandFields(std::size_t{std::max(m_rateBandField, m_nextAttrBandField)} + 1);
 
-    const std::size_t size = m_pmuData.size();
-    for (std::size_t i = 0; i < size; ++i) {
-        if (i + g_fetchAhead < size) fetchRowKeys(*m_pmuData[i + g_fetchAhead].attr);
+    for (std::size_t i = 0; i < m_pmuData.size(); ++i) {
+        fetchAhead(m_pmuData, i);
         const pmu_data_t& data = m_pmuData[i];
         if (!m_storeEachSample) {
             const pmu_sample_attribute_t& attr = *data.attr;
