@@ -21,36 +21,32 @@ using samplefold_1::pmu_sample_attribute_t;
 /// Tells the thread sanitizer that the loop's tasks come behind its start and ahead of its end,
 /// which oneTBB, built without the sanitizer, sees to out of its sight. Tasks stay without an order
 /// among themselves, so that two that meet in a bucket are still found. Nothing in any other build.
-class LoopOrder {
-public:
+namespace loop_order {
 #ifdef __SANITIZE_THREAD__
-    void starts()
-    {
-        __tsan_release(&m_start);
-    }
-    void taskStarts()
-    {
-        __tsan_acquire(&m_start);
-    }
-    void taskEnds()
-    {
-        __tsan_release(&m_end);
-    }
-    void ends()
-    {
-        __tsan_acquire(&m_end);
-    }
-
-private:
-    char m_start = 0;
-    char m_end = 0;
+char g_start, g_end;
+void starts()
+{
+    __tsan_release(&g_start);
+}
+void taskStarts()
+{
+    __tsan_acquire(&g_start);
+}
+void taskEnds()
+{
+    __tsan_release(&g_end);
+}
+void ends()
+{
+    __tsan_acquire(&g_end);
+}
 #else
-    void starts() {}
-    void taskStarts() {}
-    void taskEnds() {}
-    void ends() {}
+void starts() {}
+void taskStarts() {}
+void taskEnds() {}
+void ends() {}
 #endif
-};
+} // namespace loop_order
 
 /// Attributes of a bucket that are worked on together, so that their memory is fetched side by
 /// side.
@@ -159,14 +155,14 @@ void BucketPass::run(std::vector<PerThreadContext>& buckets, AttributeArray& att
                      bool linkCallsiteParents)
 {
     if (m_indexes.size() < buckets.size()) m_indexes.resize(buckets.size());
-    LoopOrder order;
-    order.starts();
-    oneapi::tbb::parallel_for(std::size_t{0}, buckets.size(), [&](std::size_t i) {
-        order.taskStarts();
+    const auto sortOne = [&](std::size_t i) {
+        loop_order::taskStarts();
         sortIntoBucket(buckets[i], attributes, linkCallsiteParents, m_indexes[i]);
-        order.taskEnds();
-    });
-    order.ends();
+        loop_order::taskEnds();
+    };
+    loop_order::starts();
+    oneapi::tbb::parallel_for(std::size_t{0}, buckets.size(), sortOne);
+    loop_order::ends();
 }
 
 void runBucketPass(std::vector<PerThreadContext>& buckets, AttributeArray& attributes,

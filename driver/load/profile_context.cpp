@@ -1,7 +1,5 @@
 #include "load/profile_context.h"
 
-#include "load/bucket_pass.h"
-
 namespace samplefold::load {
 
 using samplefold_1::Index;
@@ -71,7 +69,7 @@ void ProfileContext::addSample(ThreadInfo& thread, const pmu_sample_attribute_t&
 
 void ProfileContext::flushBatch()
 {
-    runBucketPass(m_threadContexts, m_sampleAttributes, m_linkCallsiteParents);
+    m_bucketPass.run(m_threadContexts, m_sampleAttributes, m_linkCallsiteParents);
     flushData();
     m_store.commitPoint();
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "load/bucket_pass.h"
+
 #include <samplefold_1/loader_context.h>
 #include <samplefold_1/thread_state.h>
 
@@ -49,6 +51,7 @@ private:
 
     rowvault1::IResult& m_store;
     std::uint64_t m_eventSlots;
+    BucketPass m_bucketPass;
     std::size_t m_carriedOver = 0; ///< attributes of open samples in an otherwise emptied array
     std::map<instance_key_t, samplefold_1::Index> m_instances; ///< by segment, address, process, tick
     std::vector<std::unique_ptr<samplefold_1::ThreadInfo>> m_threads;

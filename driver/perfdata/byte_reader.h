@@ -14,11 +14,13 @@ namespace samplefold::perfdata {
 /// Reads little-endian values one after the other. The first read beyond the end makes the reader
 /// fail for good: that read and all later ones give zero values, so a decoder checks ok() once,
 /// at its end (loops over counts from the input must check inside). Owns nothing.
-class ByteReader
-{
+class ByteReader {
 public:
     ByteReader(const std::byte* bytes, std::size_t size) noexcept : m_at(bytes), m_left(size) {}
-    explicit ByteReader(std::span<const std::byte> bytes) noexcept : ByteReader(bytes.data(), bytes.size()) {}
+    explicit ByteReader(std::span<const std::byte> bytes) noexcept
+        : ByteReader(bytes.data(), bytes.size())
+    {
+    }
 
     [[nodiscard]] bool ok() const noexcept { return m_ok; }
     [[nodiscard]] std::size_t left() const noexcept { return m_left; }
@@ -27,8 +29,7 @@ public:
     template <class T>
     T take() noexcept
     {
-        if (!has(sizeof(T)))
-            return T{};
+        if (!has(sizeof(T))) return T{};
         const T value = loadAt<T>(m_at);
         advance(sizeof(T));
         return value;
@@ -37,8 +38,7 @@ public:
     /// The next `count` bytes; empty when there are fewer.
     std::span<const std::byte> bytes(std::uint64_t count) noexcept
     {
-        if (!has(count))
-            return {};
+        if (!has(count)) return {};
         const std::span<const std::byte> taken(m_at, static_cast<std::size_t>(count));
         advance(taken.size());
         return taken;
@@ -93,8 +93,7 @@ public:
 private:
     bool has(std::uint64_t count) noexcept
     {
-        if (count <= m_left)
-            return true;
+        if (count <= m_left) return true;
         fail();
         return false;
     }

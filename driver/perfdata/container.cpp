@@ -15,14 +15,12 @@ constexpr std::uint64_t pipeHeadSize = 16;
 constexpr std::uint64_t shortestFileHead = 72; // without feature bits
 constexpr std::size_t featureWords = 4;
 
-struct Section
-{
+struct Section {
     std::uint64_t offset = 0;
     std::uint64_t size = 0;
 };
 
-struct FileHead
-{
+struct FileHead {
     std::uint64_t size = 0;
     std::uint64_t attrEntrySize = 0;
     Section attrs;
@@ -31,7 +29,10 @@ struct FileHead
     std::array<std::uint64_t, featureWords> features{};
 };
 
-std::uint64_t byteSwapped(std::uint64_t value) { return __builtin_bswap64(value); }
+std::uint64_t byteSwapped(std::uint64_t value)
+{
+    return __builtin_bswap64(value);
+}
 
 FileHead readFileHead(ByteReader reader)
 {
@@ -60,31 +61,34 @@ std::span<const std::byte> clip(std::span<const std::byte> input, Section sectio
 
 void checkMagic(std::span<const std::byte> input, const std::string& name)
 {
-    if (input.empty())
-        throw ReadError(name + ": is empty; record again");
+    if (input.empty()) throw ReadError(name + ": is empty; record again");
     if (input.size() < 8)
         throw ReadError(name + ": byte 0: too short for a perf.data file; record again");
     const auto magic = loadAt<std::uint64_t>(input.data());
-    if (magic == magicVersion1 || magic == magicVersion2)
-        return;
+    if (magic == magicVersion1 || magic == magicVersion2) return;
     if (byteSwapped(magic) == magicVersion1 || byteSwapped(magic) == magicVersion2)
-        throw ReadError(name + ": byte 0: recorded on a big-endian machine, which is not supported; "
-                               "use a recording of a little-endian machine");
+        throw ReadError(name +
+                        ": byte 0: recorded on a big-endian machine, which is not supported; "
+                        "use a recording of a little-endian machine");
     throw ReadError(name + ": byte 0: not a perf.data file (its first 8 bytes are another's); "
                            "give a file that 'perf record' wrote");
 }
 
-void locateRecords(Layout& layout, std::span<const std::byte> input, const FileHead& head, const std::string& name)
+void locateRecords(Layout& layout, std::span<const std::byte> input, const FileHead& head,
+                   const std::string& name)
 {
     Section data = head.data;
     if (data.offset > input.size())
-        throw ReadError(name + ": byte 40: the records are said to start at byte " + std::to_string(data.offset) +
-                        ", beyond the end at " + std::to_string(input.size()) + "; the file is damaged or cut, copy or "
+        throw ReadError(name + ": byte 40: the records are said to start at byte " +
+                        std::to_string(data.offset) + ", beyond the end at " +
+                        std::to_string(input.size()) +
+                        "; the file is damaged or cut, copy or "
                         "record it again");
     if (data.size == 0) {
         data.size = input.size() - data.offset;
-        layout.notes.push_back("the head gives no size for the records (the recorder was stopped before its end): "
-                               "read to the end of the file");
+        layout.notes.push_back(
+            "the head gives no size for the records (the recorder was stopped before its end): "
+            "read to the end of the file");
     }
     layout.recordsOffset = data.offset;
     layout.records = clip(input, data, layout.recordsCut);
@@ -92,13 +96,11 @@ void locateRecords(Layout& layout, std::span<const std::byte> input, const FileH
 
 void locateFeatures(Layout& layout, std::span<const std::byte> input, const FileHead& head)
 {
-    if (head.data.size == 0 || layout.recordsCut)
-        return; // they would follow the records
+    if (head.data.size == 0 || layout.recordsCut) return; // they would follow the records
     const std::uint64_t tableOffset = head.data.offset + head.data.size;
     ByteReader table(input.subspan(static_cast<std::size_t>(tableOffset)));
     for (std::uint32_t feature = 0; feature < featureWords * 64; ++feature) {
-        if ((head.features[feature / 64] >> (feature % 64) & 1u) == 0)
-            continue;
+        if ((head.features[feature / 64] >> (feature % 64) & 1u) == 0) continue;
         const auto offset = table.take<std::uint64_t>();
         const auto size = table.take<std::uint64_t>();
         bool cut = false;
@@ -147,8 +149,7 @@ Layout parseLayout(std::span<const std::byte> input, const std::string& name)
     if (input.size() < pipeHeadSize)
         throw ReadError(name + ": byte 8: the head is cut after " + std::to_string(input.size()) +
                         " bytes; copy or record the file again");
-    if (loadAt<std::uint64_t>(input.data() + 8) == pipeHeadSize)
-        return parsePipe(input);
+    if (loadAt<std::uint64_t>(input.data() + 8) == pipeHeadSize) return parsePipe(input);
     Layout layout = parseFile(input, name);
     if (loadAt<std::uint64_t>(input.data()) == magicVersion1)
         layout.container = Container::FileVersion1;

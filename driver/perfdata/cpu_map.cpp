@@ -26,8 +26,7 @@ void addMaskWords(ByteReader& reader, std::uint16_t count, std::vector<std::uint
     std::uint32_t first = 0;
     for (const Word word : reader.array<Word>(count)) {
         for (std::uint32_t bit = 0; bit < sizeof(Word) * 8; ++bit)
-            if ((word >> bit & 1u) != 0)
-                cpus.push_back(first + bit);
+            if ((word >> bit & 1u) != 0) cpus.push_back(first + bit);
         first += static_cast<std::uint32_t>(sizeof(Word) * 8);
     }
 }
@@ -56,8 +55,7 @@ void addRange(ByteReader& reader, std::vector<std::uint32_t>& cpus)
         reader.fail();
         return;
     }
-    if (any)
-        cpus.push_back(anyCpu);
+    if (any) cpus.push_back(anyCpu);
     for (std::uint32_t cpu = first; cpu <= last; ++cpu)
         cpus.push_back(cpu);
 }
@@ -77,9 +75,9 @@ bool decodeCpuMap(std::span<const std::byte> bytes, std::vector<std::uint32_t>& 
         addRange(reader, cpus);
     else
         reader.fail();
-    if (!reader.ok())
-        cpus.clear();
-    std::sort(cpus.begin(), cpus.end(), [](std::uint32_t a, std::uint32_t b) { return a + 1 < b + 1; });
+    if (!reader.ok()) cpus.clear();
+    std::sort(cpus.begin(), cpus.end(),
+              [](std::uint32_t a, std::uint32_t b) { return a + 1 < b + 1; });
     return reader.ok();
 }
 

@@ -21,12 +21,12 @@ std::vector<std::uint64_t> boundsAfter(const std::vector<Block>& blocks)
 }
 
 /// One delivery, from the first block to the last.
-class Delivery
-{
+class Delivery {
 public:
     Delivery(const Recording::Impl& impl, RecordSink& sink, const DeliveryOptions& options)
         : m_impl(impl), m_sink(sink), m_options(options), m_locator(impl.collected.events),
-          m_samples(impl.collected.events.events()), m_records(impl.collected.events.events(), m_locator)
+          m_samples(impl.collected.events.events()),
+          m_records(impl.collected.events.events(), m_locator)
     {
     }
 
@@ -35,8 +35,7 @@ public:
         const std::vector<std::uint64_t> bounds = boundsAfter(m_impl.scan.blocks);
         for (std::size_t block = 0; block < bounds.size() && !m_stats.stopped; ++block)
             passBlock(block, bounds[block]);
-        if (!m_stats.stopped)
-            report(m_impl.scan.end);
+        if (!m_stats.stopped) report(m_impl.scan.end);
         m_impl.releaseUpTo(m_impl.scan.end);
         return m_stats;
     }
@@ -45,24 +44,25 @@ private:
     void passBlock(std::size_t index, std::uint64_t bound)
     {
         const Block& block = m_impl.scan.blocks[index];
-        if (!report(block.begin))
-            return;
+        if (!report(block.begin)) return;
         const bool isLast = index + 1 == m_impl.scan.blocks.size();
         const std::uint64_t end = isLast ? m_impl.scan.end : m_impl.scan.blocks[index + 1].begin;
         if (block.ascending && m_sorter.pending() == 0)
-            walk(block.begin, end, [&](const RecordView& record, std::uint64_t position, std::uint64_t time) {
-                if (time <= bound)
-                    pass(record, position);
-                else
-                    m_fresh.push_back({time, position});
-            });
+            walk(block.begin, end,
+                 [&](const RecordView& record, std::uint64_t position, std::uint64_t time) {
+                     if (time <= bound)
+                         pass(record, position);
+                     else
+                         m_fresh.push_back({time, position});
+                 });
         else
-            walk(block.begin, end, [&](const RecordView& record, std::uint64_t position, std::uint64_t time) {
-                if (time == 0)
-                    pass(record, position);
-                else
-                    m_fresh.push_back({time, position});
-            });
+            walk(block.begin, end,
+                 [&](const RecordView& record, std::uint64_t position, std::uint64_t time) {
+                     if (time == 0)
+                         pass(record, position);
+                     else
+                         m_fresh.push_back({time, position});
+                 });
         passPending(bound);
     }
 
@@ -91,13 +91,14 @@ private:
         m_sorter.addRun(m_fresh);
         m_stats.mostPending = std::max<std::uint64_t>(m_stats.mostPending, m_sorter.pending());
         const std::byte* stream = m_impl.stream.data();
-        m_sorter.giveUpTo(bound, [&](const TimedRecord& due) { pass(viewRecord(stream + due.position), due.position); });
+        m_sorter.giveUpTo(bound, [&](const TimedRecord& due) {
+            pass(viewRecord(stream + due.position), due.position);
+        });
     }
 
     [[nodiscard]] bool isWanted(const RecordView& record) const noexcept
     {
-        if (m_options.filter == Deliver::All)
-            return true;
+        if (m_options.filter == Deliver::All) return true;
         return (record.kind() == RecordType::Sample) == (m_options.filter == Deliver::Samples);
     }
 

@@ -8,7 +8,14 @@
 namespace samplefold::perfdata {
 
 /// Values of EventAttr::type below the dynamic ones.
-enum class EventType : std::uint32_t { Hardware = 0, Software = 1, Tracepoint = 2, Cache = 3, Raw = 4, Breakpoint = 5 };
+enum class EventType : std::uint32_t {
+    Hardware = 0,
+    Software = 1,
+    Tracepoint = 2,
+    Cache = 3,
+    Raw = 4,
+    Breakpoint = 5
+};
 
 /// Bits of EventAttr::sampleType, in the kernel's numbering.
 namespace sampleBit {
@@ -114,16 +121,15 @@ inline constexpr std::uint64_t Sigtrap = 1ull << 37;
 } // namespace attrBit
 
 /// The kernel's event attribute, decoded. Fields beyond the size found in the file are 0.
-struct EventAttr
-{
-    std::uint32_t type = 0;             ///< an EventType, or the number of a dynamic PMU
-    std::uint32_t size = 0;             ///< bytes of the attribute in the file; 64 when the file says 0
+struct EventAttr {
+    std::uint32_t type = 0; ///< an EventType, or the number of a dynamic PMU
+    std::uint32_t size = 0; ///< bytes of the attribute in the file; 64 when the file says 0
     std::uint64_t config = 0;
     std::uint64_t samplePeriodOrFreq = 0; ///< see samplePeriod() and sampleFreq()
-    std::uint64_t sampleType = 0;       ///< sampleBit
-    std::uint64_t readFormat = 0;       ///< readBit
-    std::uint64_t flags = 0;            ///< attrBit
-    std::uint32_t wakeup = 0;           ///< events, or bytes with attrBit::Watermark
+    std::uint64_t sampleType = 0;         ///< sampleBit
+    std::uint64_t readFormat = 0;         ///< readBit
+    std::uint64_t flags = 0;              ///< attrBit
+    std::uint32_t wakeup = 0;             ///< events, or bytes with attrBit::Watermark
     std::uint32_t breakpointType = 0;
     std::uint64_t config1 = 0;          ///< breakpoint address, probe name or offset
     std::uint64_t config2 = 0;          ///< breakpoint length, probe address
@@ -133,37 +139,52 @@ struct EventAttr
     std::int32_t clockid = 0;           ///< meaningful with attrBit::UseClockid only
     std::uint64_t sampleRegsIntr = 0;   ///< mask of registers
     std::uint32_t auxWatermark = 0;
-    std::uint16_t sampleMaxStack = 0;   ///< frames
+    std::uint16_t sampleMaxStack = 0; ///< frames
     std::uint32_t auxSampleSize = 0;
     std::uint32_t auxAction = 0;
     std::uint64_t sigData = 0;
     std::uint64_t config3 = 0;
 
-    [[nodiscard]] bool has(std::uint64_t attrBits) const noexcept { return (flags & attrBits) != 0; }
-    [[nodiscard]] bool samples(std::uint64_t sampleBits) const noexcept { return (sampleType & sampleBits) != 0; }
-    [[nodiscard]] unsigned preciseIp() const noexcept { return static_cast<unsigned>(flags >> 15) & 3u; }
+    [[nodiscard]] bool has(std::uint64_t attrBits) const noexcept
+    {
+        return (flags & attrBits) != 0;
+    }
+    [[nodiscard]] bool samples(std::uint64_t sampleBits) const noexcept
+    {
+        return (sampleType & sampleBits) != 0;
+    }
+    [[nodiscard]] unsigned preciseIp() const noexcept
+    {
+        return static_cast<unsigned>(flags >> 15) & 3u;
+    }
     /// Fixed period in events, or 0 when the event runs at a frequency.
-    [[nodiscard]] std::uint64_t samplePeriod() const noexcept { return has(attrBit::Freq) ? 0 : samplePeriodOrFreq; }
+    [[nodiscard]] std::uint64_t samplePeriod() const noexcept
+    {
+        return has(attrBit::Freq) ? 0 : samplePeriodOrFreq;
+    }
     /// Samples per second wanted, or 0 when the event has a fixed period.
-    [[nodiscard]] std::uint64_t sampleFreq() const noexcept { return has(attrBit::Freq) ? samplePeriodOrFreq : 0; }
+    [[nodiscard]] std::uint64_t sampleFreq() const noexcept
+    {
+        return has(attrBit::Freq) ? samplePeriodOrFreq : 0;
+    }
 };
 
 /// Where Event::name comes from, best first.
 enum class NameSource { File, TracingData, Generated };
 
-/// One event of a recording. Owned by the Recording; its address is stable for the Recording's life.
-struct Event
-{
-    std::uint32_t index = 0;            ///< position in Recording::events()
+/// One event of a recording. Owned by the Recording; its address is stable for the Recording's
+/// life.
+struct Event {
+    std::uint32_t index = 0; ///< position in Recording::events()
     EventAttr attr;
-    std::vector<std::uint64_t> ids;     ///< sample ids of this event, as far as the file tells
-    std::string name;                   ///< never empty
+    std::vector<std::uint64_t> ids; ///< sample ids of this event, as far as the file tells
+    std::string name;               ///< never empty
     NameSource nameSource = NameSource::Generated;
-    std::string unit;                   ///< from an event update, else empty
-    double scale = 1.0;                 ///< from an event update
-    std::uint32_t leader = 0;           ///< index of the group's leader; own index when not in a group
-    std::string groupName;              ///< of the leader only
-    std::vector<std::uint32_t> cpus;    ///< from an event update: CPUs the event counts on
+    std::string unit;                ///< from an event update, else empty
+    double scale = 1.0;              ///< from an event update
+    std::uint32_t leader = 0;        ///< index of the group's leader; own index when not in a group
+    std::string groupName;           ///< of the leader only
+    std::vector<std::uint32_t> cpus; ///< from an event update: CPUs the event counts on
 };
 
 } // namespace samplefold::perfdata

@@ -23,12 +23,10 @@ constexpr std::uint32_t updateCpus = 3;
 
 bool parseAttr(const std::byte* bytes, std::size_t room, EventAttr& attr)
 {
-    if (room < oldestAttrSize)
-        return false;
+    if (room < oldestAttrSize) return false;
     const auto given = loadAt<std::uint32_t>(bytes + 4);
     const std::uint32_t size = given == 0 ? oldestAttrSize : given;
-    if (size < oldestAttrSize || size > room)
-        return false;
+    if (size < oldestAttrSize || size > room) return false;
     ByteReader reader(bytes, size);
     attr.type = reader.take<std::uint32_t>();
     reader.skip(4);
@@ -60,10 +58,8 @@ bool parseAttr(const std::byte* bytes, std::size_t room, EventAttr& attr)
 
 void IdMap::add(std::uint64_t id, std::uint32_t event)
 {
-    if (find(id) != none)
-        return;
-    if ((m_count + 1) * 2 > m_slots.size())
-        grow();
+    if (find(id) != none) return;
+    if ((m_count + 1) * 2 > m_slots.size()) grow();
     std::size_t at = home(id);
     while (m_slots[at].event != none)
         at = (at + 1) & (m_slots.size() - 1);
@@ -78,8 +74,7 @@ void IdMap::grow()
     m_shift = 64u - static_cast<unsigned>(std::countr_zero(m_slots.size()));
     m_count = 0;
     for (const Slot& slot : old)
-        if (slot.event != none)
-            add(slot.id, slot.event);
+        if (slot.event != none) add(slot.id, slot.event);
 }
 
 Event& EventTable::append(const EventAttr& attr)
@@ -92,8 +87,8 @@ Event& EventTable::append(const EventAttr& attr)
     return event;
 }
 
-void EventTable::addSection(std::span<const std::byte> attrs, std::uint64_t entrySize, std::span<const std::byte> input,
-                            std::vector<std::string>& notes)
+void EventTable::addSection(std::span<const std::byte> attrs, std::uint64_t entrySize,
+                            std::span<const std::byte> input, std::vector<std::string>& notes)
 {
     if (entrySize < oldestAttrSize + idsSectionSize || entrySize > attrs.size()) {
         if (!attrs.empty())
@@ -101,24 +96,28 @@ void EventTable::addSection(std::span<const std::byte> attrs, std::uint64_t entr
                             " bytes each, which cannot be: they are left out");
         return;
     }
-    // Every id has its own 8 bytes in an honest file; sections that share bytes could ask for any amount.
+    // Every id has its own 8 bytes in an honest file; sections that share bytes could ask for any
+    // amount.
     std::uint64_t idsLeft = input.size() / 8;
     for (std::uint64_t at = 0; at + entrySize <= attrs.size(); at += entrySize) {
         const std::byte* entry = attrs.data() + at;
         EventAttr attr;
         if (!parseAttr(entry, static_cast<std::size_t>(entrySize - idsSectionSize), attr)) {
-            notes.push_back("attribute " + std::to_string(at / entrySize) + " gives itself a size that cannot be: left out");
+            notes.push_back("attribute " + std::to_string(at / entrySize) +
+                            " gives itself a size that cannot be: left out");
             return; // later ones would get wrong positions
         }
         const Event& event = append(attr);
         const auto offset = loadAt<std::uint64_t>(entry + entrySize - 16);
         const auto size = loadAt<std::uint64_t>(entry + entrySize - 8);
         if (offset > input.size() || size > input.size() - offset || size / 8 > idsLeft) {
-            notes.push_back("the ids of attribute " + std::to_string(event.index) + " lie outside of the file: left out");
+            notes.push_back("the ids of attribute " + std::to_string(event.index) +
+                            " lie outside of the file: left out");
             continue;
         }
         idsLeft -= size / 8;
-        for (const std::uint64_t id : PackedSpan<std::uint64_t>(input.data() + offset, static_cast<std::size_t>(size / 8)))
+        for (const std::uint64_t id :
+             PackedSpan<std::uint64_t>(input.data() + offset, static_cast<std::size_t>(size / 8)))
             addId(event.index, id);
     }
 }
@@ -126,8 +125,7 @@ void EventTable::addSection(std::span<const std::byte> attrs, std::uint64_t entr
 bool EventTable::addAttrRecord(std::span<const std::byte> body)
 {
     EventAttr attr;
-    if (!parseAttr(body.data(), body.size(), attr))
-        return false;
+    if (!parseAttr(body.data(), body.size(), attr)) return false;
     const Event& event = append(attr);
     const std::size_t idBytes = body.size() - attr.size;
     for (const std::uint64_t id : PackedSpan<std::uint64_t>(body.data() + attr.size, idBytes / 8))
@@ -137,8 +135,7 @@ bool EventTable::addAttrRecord(std::span<const std::byte> body)
 
 void EventTable::addId(std::uint32_t event, std::uint64_t id)
 {
-    if (id == 0 || m_ids.find(id) != IdMap::none)
-        return; // 0 is what synthesised records have
+    if (id == 0 || m_ids.find(id) != IdMap::none) return; // 0 is what synthesised records have
     m_ids.add(id, event);
     m_events[event].ids.push_back(id);
     ++m_revision;
@@ -150,8 +147,7 @@ bool EventTable::applyUpdate(std::span<const std::byte> body)
     const auto kind = reader.take<std::uint64_t>();
     const auto id = reader.take<std::uint64_t>();
     const std::uint32_t index = m_ids.find(id);
-    if (!reader.ok() || index == IdMap::none)
-        return false;
+    if (!reader.ok() || index == IdMap::none) return false;
     Event& event = m_events[index];
     if (kind == updateUnit)
         event.unit = reader.restAsText();
@@ -185,11 +181,9 @@ void EventTable::addEventTypes(std::span<const std::byte> entries)
 
 void EventTable::offerName(std::uint32_t event, std::string_view name, NameSource source)
 {
-    if (event >= m_events.size() || name.empty())
-        return;
+    if (event >= m_events.size() || name.empty()) return;
     Event& named = m_events[event];
-    if (!named.name.empty() && named.nameSource <= source)
-        return;
+    if (!named.name.empty() && named.nameSource <= source) return;
     named.name = name;
     named.nameSource = source;
 }
@@ -197,10 +191,10 @@ void EventTable::offerName(std::uint32_t event, std::string_view name, NameSourc
 void EventTable::completeNames()
 {
     for (Event& event : m_events) {
-        if (!event.name.empty())
-            continue;
+        if (!event.name.empty()) continue;
         const auto old = m_eventTypes.find(event.attr.config);
-        if (event.attr.type == static_cast<std::uint32_t>(EventType::Tracepoint) && old != m_eventTypes.end())
+        if (event.attr.type == static_cast<std::uint32_t>(EventType::Tracepoint) &&
+            old != m_eventTypes.end())
             offerName(event.index, old->second, NameSource::File);
         if (event.name.empty())
             offerName(event.index, generatedEventName(event.attr), NameSource::Generated);

@@ -19,8 +19,7 @@ namespace samplefold::perfdata {
 [[nodiscard]] bool parseAttr(const std::byte* bytes, std::size_t room, EventAttr& attr);
 
 /// Hash from sample id to event index. Ids are added once; the first event to claim one keeps it.
-class IdMap
-{
+class IdMap {
 public:
     static constexpr std::uint32_t none = UINT32_MAX;
 
@@ -28,19 +27,16 @@ public:
     /// The event of `id`, or none.
     [[nodiscard]] std::uint32_t find(std::uint64_t id) const noexcept
     {
-        if (m_slots.empty())
-            return none;
+        if (m_slots.empty()) return none;
         for (std::size_t at = home(id);; at = (at + 1) & (m_slots.size() - 1)) {
             const Slot& slot = m_slots[at];
-            if (slot.event == none || slot.id == id)
-                return slot.event;
+            if (slot.event == none || slot.id == id) return slot.event;
         }
     }
     [[nodiscard]] bool empty() const noexcept { return m_count == 0; }
 
 private:
-    struct Slot
-    {
+    struct Slot {
         std::uint64_t id = 0;
         std::uint32_t event = none;
     };
@@ -57,14 +53,14 @@ private:
 };
 
 /// Collects events, ids, updates and names in the order the input gives them. Not thread-safe.
-class EventTable
-{
+class EventTable {
 public:
     /// Adds the attributes section of a file; ids sections lie in `input`. Entries that cannot be
     /// read are left out, with a line in `notes`.
-    void addSection(std::span<const std::byte> attrs, std::uint64_t entrySize, std::span<const std::byte> input,
-                    std::vector<std::string>& notes);
-    /// Adds an attribute record's body: the attribute, then ids to the end. False when it is malformed.
+    void addSection(std::span<const std::byte> attrs, std::uint64_t entrySize,
+                    std::span<const std::byte> input, std::vector<std::string>& notes);
+    /// Adds an attribute record's body: the attribute, then ids to the end. False when it is
+    /// malformed.
     bool addAttrRecord(std::span<const std::byte> body);
     /// Applies an event-update record's body. False when it is malformed or its event unknown.
     bool applyUpdate(std::span<const std::byte> body);

@@ -17,8 +17,7 @@ constexpr std::uint64_t alwaysAllowedBytes = std::uint64_t{64} << 20;
 constexpr std::uint64_t highestRatio = 1000;
 constexpr std::uint64_t reportEvery = std::uint64_t{1} << 20;
 
-struct FreeStream
-{
+struct FreeStream {
     void operator()(ZSTD_DStream* stream) const { ZSTD_freeDStream(stream); }
 };
 
@@ -34,10 +33,10 @@ std::span<const std::byte> payloadOf(const RecordView& record)
 }
 
 /// Turns compressed payloads into whole records in the spool.
-class Expander
-{
+class Expander {
 public:
-    Expander(Spool& spool, std::uint64_t maxBytes) : m_spool(spool), m_maxBytes(maxBytes), m_stream(ZSTD_createDStream())
+    Expander(Spool& spool, std::uint64_t maxBytes)
+        : m_spool(spool), m_maxBytes(maxBytes), m_stream(ZSTD_createDStream())
     {
         ZSTD_initDStream(m_stream.get());
     }
@@ -52,12 +51,9 @@ public:
             ZSTD_outBuffer output = {m_partial.data() + had, chunkBytes, 0};
             const std::size_t status = ZSTD_decompressStream(m_stream.get(), &output, &input);
             m_partial.resize(had + output.pos);
-            if (ZSTD_isError(status) != 0)
-                return "compressed data is damaged";
-            if (const char* what = writeWholeRecords())
-                return what;
-            if (input.pos == input.size && output.pos < chunkBytes)
-                return nullptr;
+            if (ZSTD_isError(status) != 0) return "compressed data is damaged";
+            if (const char* what = writeWholeRecords()) return what;
+            if (input.pos == input.size && output.pos < chunkBytes) return nullptr;
         }
     }
 
@@ -77,12 +73,9 @@ private:
         std::size_t whole = 0;
         while (m_partial.size() - whole >= recordHeadSize) {
             const std::uint32_t size = viewRecord(m_partial.data() + whole).size;
-            if (size < recordHeadSize)
-                return "a compressed record has an impossible size";
-            if (size > m_partial.size() - whole)
-                break;
-            if (const char* what = addPlain({m_partial.data() + whole, size}))
-                return what;
+            if (size < recordHeadSize) return "a compressed record has an impossible size";
+            if (size > m_partial.size() - whole) break;
+            if (const char* what = addPlain({m_partial.data() + whole, size})) return what;
             whole += size;
         }
         m_partial.erase(m_partial.begin(), m_partial.begin() + static_cast<std::ptrdiff_t>(whole));
@@ -97,14 +90,16 @@ private:
 
 std::uint64_t allowedBytes(std::uint64_t inputBytes, std::uint64_t wanted)
 {
-    const std::uint64_t byRatio = inputBytes > UINT64_MAX / highestRatio ? UINT64_MAX : inputBytes * highestRatio;
+    const std::uint64_t byRatio =
+        inputBytes > UINT64_MAX / highestRatio ? UINT64_MAX : inputBytes * highestRatio;
     return std::min(wanted, std::max(byRatio, alwaysAllowedBytes));
 }
 
 } // namespace
 
-ExpansionResult expandRecords(std::span<const std::byte> stream, const std::string& name, const ExpansionLimits& limits,
-                              CountTable& counts, const std::function<void(std::uint64_t)>& onBlock)
+ExpansionResult expandRecords(std::span<const std::byte> stream, const std::string& name,
+                              const ExpansionLimits& limits, CountTable& counts,
+                              const std::function<void(std::uint64_t)>& onBlock)
 {
     Spool spool(limits.spoolFolder, name);
     Expander expander(spool, allowedBytes(stream.size(), limits.maxBytes));
@@ -114,16 +109,15 @@ ExpansionResult expandRecords(std::span<const std::byte> stream, const std::stri
     std::uint64_t extent = 0;
     for (std::uint64_t position = 0; position < stream.size() && !fault; position += extent) {
         const char* what = checkRecord(stream, position, record, extent);
-        if (what == nullptr && (record.kind() == RecordType::Compressed || record.kind() == RecordType::Compressed2)) {
+        if (what == nullptr &&
+            (record.kind() == RecordType::Compressed || record.kind() == RecordType::Compressed2)) {
             counts.add(record.type, extent);
             what = expander.addCompressed(payloadOf(record));
         } else if (what == nullptr) {
             what = expander.addPlain({record.start, static_cast<std::size_t>(extent)});
         }
-        if (what != nullptr)
-            fault = StreamFault{position, what};
-        if (position - reported >= reportEvery)
-            onBlock(reported = position);
+        if (what != nullptr) fault = StreamFault{position, what};
+        if (position - reported >= reportEvery) onBlock(reported = position);
     }
     if (!fault && expander.hasPartialRecord())
         fault = StreamFault{stream.size(), "the compressed data ends within a record"};

@@ -18,11 +18,13 @@ constexpr std::size_t recordHeadSize = 8;
 constexpr std::uint32_t featureLimit = 256;
 
 constexpr std::array<const char*, 32> featureNames = {
-    nullptr,       "tracing_data", "build_id", "hostname",      "osrelease",     "version",      "arch",
-    "nrcpus",      "cpudesc",      "cpuid",    "total_mem",     "cmdline",       "event_desc",   "cpu_topology",
-    "numa_topology", "branch_stack", "pmu_mappings", "group_desc",  "auxtrace",      "stat",         "cache",
-    "sample_time", "mem_topology", "clockid",  "dir_format",    "bpf_prog_info", "bpf_btf",      "compressed",
-    "cpu_pmu_caps", "clock_data",   "hybrid_topology", "pmu_caps"};
+    nullptr,           "tracing_data", "build_id",     "hostname",     "osrelease",
+    "version",         "arch",         "nrcpus",       "cpudesc",      "cpuid",
+    "total_mem",       "cmdline",      "event_desc",   "cpu_topology", "numa_topology",
+    "branch_stack",    "pmu_mappings", "group_desc",   "auxtrace",     "stat",
+    "cache",           "sample_time",  "mem_topology", "clockid",      "dir_format",
+    "bpf_prog_info",   "bpf_btf",      "compressed",   "cpu_pmu_caps", "clock_data",
+    "hybrid_topology", "pmu_caps"};
 
 std::string takeString(ByteReader& reader)
 {
@@ -49,8 +51,7 @@ std::vector<std::string> takeStrings(ByteReader& reader)
 bool readString(ByteReader reader, std::string& out)
 {
     std::string text = takeString(reader);
-    if (!reader.ok())
-        return false;
+    if (!reader.ok()) return false;
     out = std::move(text);
     return true;
 }
@@ -59,8 +60,7 @@ bool readCpuCounts(ByteReader reader, Features& features)
 {
     const auto available = reader.take<std::uint32_t>();
     const auto online = reader.take<std::uint32_t>();
-    if (!reader.ok())
-        return false;
+    if (!reader.ok()) return false;
     features.cpusAvailable = available;
     features.cpusOnline = online;
     return true;
@@ -69,8 +69,7 @@ bool readCpuCounts(ByteReader reader, Features& features)
 bool readCmdline(ByteReader reader, Features& features)
 {
     std::vector<std::string> words = takeStrings(reader);
-    if (!reader.ok())
-        return false;
+    if (!reader.ok()) return false;
     features.cmdline = std::move(words);
     return true;
 }
@@ -78,8 +77,7 @@ bool readCmdline(ByteReader reader, Features& features)
 bool readTotalMem(ByteReader reader, Features& features)
 {
     const auto total = reader.take<std::uint64_t>();
-    if (!reader.ok())
-        return false;
+    if (!reader.ok()) return false;
     features.totalMemKb = total;
     return true;
 }
@@ -105,8 +103,7 @@ bool readCpuTopology(ByteReader reader, Features& features)
         for (CpuPlace& place : topology.cpus)
             place.die = reader.take<std::int32_t>();
     }
-    if (!reader.ok())
-        return false;
+    if (!reader.ok()) return false;
     features.cpuTopology = std::move(topology);
     return true;
 }
@@ -121,8 +118,7 @@ bool readNuma(ByteReader reader, Features& features)
         node.memFreeKb = reader.take<std::uint64_t>();
         node.cpus = takeString(reader);
     });
-    if (!reader.ok())
-        return false;
+    if (!reader.ok()) return false;
     features.numa = std::move(nodes);
     return true;
 }
@@ -135,8 +131,7 @@ bool readPmuMappings(ByteReader reader, Features& features)
         mapping.type = reader.take<std::uint32_t>();
         mapping.name = takeString(reader);
     });
-    if (!reader.ok())
-        return false;
+    if (!reader.ok()) return false;
     features.pmuMappings = std::move(mappings);
     return true;
 }
@@ -146,8 +141,7 @@ bool areApart(const std::vector<GroupDesc>& groups)
 {
     std::uint64_t end = 0;
     for (const GroupDesc& group : groups) {
-        if (group.leader < end)
-            return false;
+        if (group.leader < end) return false;
         end = std::uint64_t{group.leader} + group.members;
     }
     return true;
@@ -162,13 +156,12 @@ bool readGroups(ByteReader reader, Features& features, EventTable& events)
         group.leader = reader.take<std::uint32_t>();
         group.members = reader.take<std::uint32_t>();
     });
-    if (!reader.ok() || !areApart(groups))
-        return false;
+    if (!reader.ok() || !areApart(groups)) return false;
     std::vector<Event>& all = events.events();
     for (const GroupDesc& group : groups) {
-        const std::size_t end = std::min<std::size_t>(std::size_t{group.leader} + group.members, all.size());
-        if (group.leader < all.size())
-            all[group.leader].groupName = group.name;
+        const std::size_t end =
+            std::min<std::size_t>(std::size_t{group.leader} + group.members, all.size());
+        if (group.leader < all.size()) all[group.leader].groupName = group.name;
         for (std::size_t member = group.leader; member < end; ++member)
             all[member].leader = group.leader;
     }
@@ -185,8 +178,7 @@ bool readEventDesc(ByteReader reader, EventTable& events)
         const auto idCount = reader.take<std::uint32_t>();
         const std::string name = takeString(reader);
         const PackedSpan<std::uint64_t> ids = reader.array<std::uint64_t>(idCount);
-        if (!reader.ok() || index >= events.events().size())
-            break;
+        if (!reader.ok() || index >= events.events().size()) break;
         events.offerName(index, name, NameSource::File);
         for (const std::uint64_t id : ids)
             events.addId(index, id);
@@ -198,8 +190,7 @@ bool readSampleTime(ByteReader reader, Features& features)
 {
     const auto first = reader.take<std::uint64_t>();
     const auto last = reader.take<std::uint64_t>();
-    if (!reader.ok())
-        return false;
+    if (!reader.ok()) return false;
     features.sampleTime.emplace(first, last);
     return true;
 }
@@ -207,8 +198,7 @@ bool readSampleTime(ByteReader reader, Features& features)
 bool readClockId(ByteReader reader, Features& features)
 {
     const auto resolution = reader.take<std::uint64_t>();
-    if (!reader.ok())
-        return false;
+    if (!reader.ok()) return false;
     features.clockResolution = resolution;
     return true;
 }
@@ -220,8 +210,7 @@ bool readClockData(ByteReader reader, Features& features)
     data.clockid = reader.take<std::uint32_t>();
     data.wallClockNs = reader.take<std::uint64_t>();
     data.clockNs = reader.take<std::uint64_t>();
-    if (!reader.ok())
-        return false;
+    if (!reader.ok()) return false;
     features.clockData = data;
     return true;
 }
@@ -229,10 +218,10 @@ bool readClockData(ByteReader reader, Features& features)
 bool readCompression(ByteReader reader, Features& features)
 {
     CompressionInfo info;
-    for (std::uint32_t* field : {&info.version, &info.type, &info.level, &info.ratio, &info.mmapLength})
+    for (std::uint32_t* field :
+         {&info.version, &info.type, &info.level, &info.ratio, &info.mmapLength})
         *field = reader.take<std::uint32_t>();
-    if (!reader.ok())
-        return false;
+    if (!reader.ok()) return false;
     features.compression = info;
     return true;
 }
@@ -250,8 +239,7 @@ bool readCorePmuCaps(ByteReader reader, Features& features)
 {
     PmuCaps caps;
     takeCaps(reader, caps);
-    if (!reader.ok())
-        return false;
+    if (!reader.ok()) return false;
     features.pmuCaps.push_back(std::move(caps));
     return true;
 }
@@ -264,8 +252,7 @@ bool readPmuCaps(ByteReader reader, Features& features)
         takeCaps(reader, caps);
         caps.pmu = takeString(reader);
     });
-    if (!reader.ok())
-        return false;
+    if (!reader.ok()) return false;
     std::move(all.begin(), all.end(), std::back_inserter(features.pmuCaps));
     return true;
 }
@@ -278,8 +265,7 @@ bool readHybrid(ByteReader reader, Features& features)
         pmu.name = takeString(reader);
         pmu.cpus = takeString(reader);
     });
-    if (!reader.ok())
-        return false;
+    if (!reader.ok()) return false;
     features.hybrid = std::move(pmus);
     return true;
 }
@@ -291,7 +277,8 @@ bool readBuildIds(ByteReader reader, Features& features)
         const auto misc = reader.take<std::uint16_t>();
         const auto size = reader.take<std::uint16_t>();
         BuildIdRecord record;
-        if (size < recordHeadSize || !parseBuildId(misc, reader.bytes(size - recordHeadSize), record))
+        if (size < recordHeadSize ||
+            !parseBuildId(misc, reader.bytes(size - recordHeadSize), record))
             return false;
         features.buildIds.push_back(ownedBuildId(record));
     }
@@ -302,8 +289,7 @@ bool readTracingData(std::span<const std::byte> bytes, EventTable& events)
 {
     TracepointNames names;
     const bool whole = readTracepointNames(bytes, names);
-    if (names.empty())
-        return whole;
+    if (names.empty()) return whole;
     for (const Event& event : events.events())
         if (event.attr.type == static_cast<std::uint32_t>(EventType::Tracepoint))
             if (const auto found = names.find(event.attr.config); found != names.end())
@@ -311,33 +297,57 @@ bool readTracingData(std::span<const std::byte> bytes, EventTable& events)
     return whole;
 }
 
-bool decode(FeatureId feature, std::span<const std::byte> bytes, Features& features, EventTable& events)
+bool decode(FeatureId feature, std::span<const std::byte> bytes, Features& features,
+            EventTable& events)
 {
     const ByteReader reader(bytes);
     switch (feature) {
-    case FeatureId::TracingData: return readTracingData(bytes, events);
-    case FeatureId::BuildId: return readBuildIds(reader, features);
-    case FeatureId::Hostname: return readString(reader, features.hostname);
-    case FeatureId::OsRelease: return readString(reader, features.osRelease);
-    case FeatureId::Version: return readString(reader, features.version);
-    case FeatureId::Arch: return readString(reader, features.arch);
-    case FeatureId::NrCpus: return readCpuCounts(reader, features);
-    case FeatureId::CpuDesc: return readString(reader, features.cpuDesc);
-    case FeatureId::CpuId: return readString(reader, features.cpuId);
-    case FeatureId::TotalMem: return readTotalMem(reader, features);
-    case FeatureId::Cmdline: return readCmdline(reader, features);
-    case FeatureId::EventDesc: return readEventDesc(reader, events);
-    case FeatureId::CpuTopology: return readCpuTopology(reader, features);
-    case FeatureId::NumaTopology: return readNuma(reader, features);
-    case FeatureId::PmuMappings: return readPmuMappings(reader, features);
-    case FeatureId::GroupDesc: return readGroups(reader, features, events);
-    case FeatureId::SampleTime: return readSampleTime(reader, features);
-    case FeatureId::ClockId: return readClockId(reader, features);
-    case FeatureId::ClockData: return readClockData(reader, features);
-    case FeatureId::Compressed: return readCompression(reader, features);
-    case FeatureId::CpuPmuCaps: return readCorePmuCaps(reader, features);
-    case FeatureId::HybridTopology: return readHybrid(reader, features);
-    case FeatureId::PmuCaps: return readPmuCaps(reader, features);
+    case FeatureId::TracingData:
+        return readTracingData(bytes, events);
+    case FeatureId::BuildId:
+        return readBuildIds(reader, features);
+    case FeatureId::Hostname:
+        return readString(reader, features.hostname);
+    case FeatureId::OsRelease:
+        return readString(reader, features.osRelease);
+    case FeatureId::Version:
+        return readString(reader, features.version);
+    case FeatureId::Arch:
+        return readString(reader, features.arch);
+    case FeatureId::NrCpus:
+        return readCpuCounts(reader, features);
+    case FeatureId::CpuDesc:
+        return readString(reader, features.cpuDesc);
+    case FeatureId::CpuId:
+        return readString(reader, features.cpuId);
+    case FeatureId::TotalMem:
+        return readTotalMem(reader, features);
+    case FeatureId::Cmdline:
+        return readCmdline(reader, features);
+    case FeatureId::EventDesc:
+        return readEventDesc(reader, events);
+    case FeatureId::CpuTopology:
+        return readCpuTopology(reader, features);
+    case FeatureId::NumaTopology:
+        return readNuma(reader, features);
+    case FeatureId::PmuMappings:
+        return readPmuMappings(reader, features);
+    case FeatureId::GroupDesc:
+        return readGroups(reader, features, events);
+    case FeatureId::SampleTime:
+        return readSampleTime(reader, features);
+    case FeatureId::ClockId:
+        return readClockId(reader, features);
+    case FeatureId::ClockData:
+        return readClockData(reader, features);
+    case FeatureId::Compressed:
+        return readCompression(reader, features);
+    case FeatureId::CpuPmuCaps:
+        return readCorePmuCaps(reader, features);
+    case FeatureId::HybridTopology:
+        return readHybrid(reader, features);
+    case FeatureId::PmuCaps:
+        return readPmuCaps(reader, features);
     case FeatureId::BranchStack:
     case FeatureId::Auxtrace:
     case FeatureId::Stat:
@@ -345,7 +355,8 @@ bool decode(FeatureId feature, std::span<const std::byte> bytes, Features& featu
     case FeatureId::MemTopology:
     case FeatureId::DirFormat:
     case FeatureId::BpfProgInfo:
-    case FeatureId::BpfBtf: return true;
+    case FeatureId::BpfBtf:
+        return true;
     }
     return true;
 }
@@ -359,16 +370,14 @@ std::string featureName(std::uint32_t feature)
     return "feature " + std::to_string(feature);
 }
 
-void readFeature(std::uint32_t feature, std::span<const std::byte> bytes, Features& features, EventTable& events,
-                 std::vector<std::string>& notes)
+void readFeature(std::uint32_t feature, std::span<const std::byte> bytes, Features& features,
+                 EventTable& events, std::vector<std::string>& notes)
 {
     const auto id = static_cast<FeatureId>(feature);
-    if (feature >= featureLimit)
-        return; // the format has no room for it
+    if (feature >= featureLimit) return; // the format has no room for it
     if (std::find(features.present.begin(), features.present.end(), id) == features.present.end())
         features.present.push_back(id);
-    if (decode(id, bytes, features, events))
-        return;
+    if (decode(id, bytes, features, events)) return;
     ++features.broken;
     notes.push_back("the feature " + featureName(feature) + " is damaged: left out");
 }
@@ -382,9 +391,9 @@ bool parseBuildId(std::uint16_t misc, std::span<const std::byte> body, BuildIdRe
     const auto size = reader.take<std::uint8_t>();
     reader.skip(3);
     record.filename = reader.restAsText();
-    if (!reader.ok())
-        return false;
-    record.buildId.size = (misc & miscBuildIdHasSize) != 0 ? std::min(size, longestBuildId) : longestBuildId;
+    if (!reader.ok()) return false;
+    record.buildId.size =
+        (misc & miscBuildIdHasSize) != 0 ? std::min(size, longestBuildId) : longestBuildId;
     std::memcpy(record.buildId.bytes, bytes.data(), record.buildId.size);
     return true;
 }

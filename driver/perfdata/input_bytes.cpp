@@ -20,17 +20,18 @@ namespace {
 
 constexpr std::size_t spoolBufferBytes = std::size_t{1} << 20;
 
-std::string reason(int error) { return std::generic_category().message(error); }
+std::string reason(int error)
+{
+    return std::generic_category().message(error);
+}
 
 /// Closes a descriptor it owns; standard input is only borrowed.
-class Descriptor
-{
+class Descriptor {
 public:
     Descriptor(int descriptor, bool owned) : m_descriptor(descriptor), m_owned(owned) {}
     ~Descriptor()
     {
-        if (m_owned && m_descriptor >= 0)
-            ::close(m_descriptor);
+        if (m_owned && m_descriptor >= 0) ::close(m_descriptor);
     }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
@@ -45,7 +46,8 @@ int openForReading(const std::string& path)
 {
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0)
-        throw ReadError(path + ": cannot be opened: " + reason(errno) + "; check the path and its permissions");
+        throw ReadError(path + ": cannot be opened: " + reason(errno) +
+                        "; check the path and its permissions");
     return descriptor;
 }
 
@@ -55,20 +57,21 @@ InputBytes spoolAll(int descriptor, const std::string& name, const OpenOptions& 
     const auto buffer = std::make_unique<std::byte[]>(spoolBufferBytes);
     for (;;) {
         const ssize_t got = ::read(descriptor, buffer.get(), spoolBufferBytes);
-        if (got < 0 && errno == EINTR)
-            continue;
+        if (got < 0 && errno == EINTR) continue;
         if (got < 0)
-            throw ReadError(name + ": byte " + std::to_string(spool.size()) + ": cannot be read: " + reason(errno) +
-                            "; check what writes to it");
-        if (got == 0)
-            return spool.finish();
+            throw ReadError(name + ": byte " + std::to_string(spool.size()) +
+                            ": cannot be read: " + reason(errno) + "; check what writes to it");
+        if (got == 0) return spool.finish();
         spool.write({buffer.get(), static_cast<std::size_t>(got)});
         if (options.progress && !options.progress(spool.size(), 0))
             throw ReadError(name + ": reading was stopped as asked");
     }
 }
 
-bool startsAtFront(int descriptor) { return ::lseek(descriptor, 0, SEEK_CUR) == 0; }
+bool startsAtFront(int descriptor)
+{
+    return ::lseek(descriptor, 0, SEEK_CUR) == 0;
+}
 
 InputBytes openDescriptor(int descriptor, const std::string& name, const OpenOptions& options)
 {
@@ -89,8 +92,7 @@ InputBytes openDescriptor(int descriptor, const std::string& name, const OpenOpt
 
 std::string spoolFolderOf(const std::string& wanted)
 {
-    if (!wanted.empty())
-        return wanted;
+    if (!wanted.empty()) return wanted;
     const char* fromEnvironment = std::getenv("TMPDIR");
     return fromEnvironment != nullptr && *fromEnvironment != '\0' ? fromEnvironment : "/tmp";
 }
@@ -98,12 +100,10 @@ std::string spoolFolderOf(const std::string& wanted)
 int makeUnlinkedFile(const std::string& folder)
 {
     const int direct = ::open(folder.c_str(), O_RDWR | O_TMPFILE | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (direct >= 0)
-        return direct;
+    if (direct >= 0) return direct;
     std::string pattern = folder + "/recording-XXXXXX";
     const int named = ::mkostemp(pattern.data(), O_CLOEXEC);
-    if (named >= 0)
-        ::unlink(pattern.c_str());
+    if (named >= 0) ::unlink(pattern.c_str());
     return named;
 }
 
@@ -123,8 +123,7 @@ InputBytes& InputBytes::operator=(InputBytes&& other) noexcept
 
 InputBytes::~InputBytes()
 {
-    if (m_mapped)
-        ::munmap(const_cast<std::byte*>(m_bytes.data()), m_bytes.size());
+    if (m_mapped) ::munmap(const_cast<std::byte*>(m_bytes.data()), m_bytes.size());
 }
 
 InputBytes InputBytes::borrow(std::span<const std::byte> bytes) noexcept
@@ -137,11 +136,9 @@ InputBytes InputBytes::borrow(std::span<const std::byte> bytes) noexcept
 InputBytes InputBytes::map(int descriptor, std::uint64_t size)
 {
     InputBytes input;
-    if (size == 0)
-        return input;
+    if (size == 0) return input;
     void* address = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor, 0);
-    if (address == MAP_FAILED)
-        throw std::system_error(errno, std::generic_category(), "mmap");
+    if (address == MAP_FAILED) throw std::system_error(errno, std::generic_category(), "mmap");
     ::madvise(address, size, MADV_SEQUENTIAL);
     input.m_bytes = {static_cast<const std::byte*>(address), static_cast<std::size_t>(size)};
     input.m_mapped = true;
@@ -150,8 +147,7 @@ InputBytes InputBytes::map(int descriptor, std::uint64_t size)
 
 InputBytes InputBytes::open(const std::string& path, const OpenOptions& options)
 {
-    if (path == "-")
-        return openDescriptor(STDIN_FILENO, "standard input", options);
+    if (path == "-") return openDescriptor(STDIN_FILENO, "standard input", options);
     const Descriptor descriptor(openForReading(path), true);
     return openDescriptor(descriptor.get(), path, options);
 }
@@ -166,27 +162,25 @@ void InputBytes::release(std::uint64_t begin, std::uint64_t end) const noexcept
 }
 
 Spool::Spool(const std::string& folder, std::string inputName)
-    : m_folder(spoolFolderOf(folder)), m_inputName(std::move(inputName)), m_descriptor(makeUnlinkedFile(m_folder)),
+    : m_folder(spoolFolderOf(folder)), m_inputName(std::move(inputName)),
+      m_descriptor(makeUnlinkedFile(m_folder)),
       m_buffer(std::make_unique<std::byte[]>(spoolBufferBytes))
 {
     if (m_descriptor < 0)
-        throw ReadError(m_inputName + ": no temporary file can be made in " + m_folder + ": " + reason(errno) +
-                        "; name a writable folder in TMPDIR");
+        throw ReadError(m_inputName + ": no temporary file can be made in " + m_folder + ": " +
+                        reason(errno) + "; name a writable folder in TMPDIR");
 }
 
 Spool::~Spool()
 {
-    if (m_descriptor >= 0)
-        ::close(m_descriptor);
+    if (m_descriptor >= 0) ::close(m_descriptor);
 }
 
 void Spool::write(std::span<const std::byte> bytes)
 {
-    if (bytes.empty())
-        return;
+    if (bytes.empty()) return;
     m_size += bytes.size();
-    if (m_buffered + bytes.size() > spoolBufferBytes)
-        flush();
+    if (m_buffered + bytes.size() > spoolBufferBytes) flush();
     if (bytes.size() >= spoolBufferBytes) {
         writeThrough(bytes);
         return;
@@ -205,11 +199,11 @@ void Spool::writeThrough(std::span<const std::byte> bytes)
 {
     while (!bytes.empty()) {
         const ssize_t put = ::write(m_descriptor, bytes.data(), bytes.size());
-        if (put < 0 && errno == EINTR)
-            continue;
+        if (put < 0 && errno == EINTR) continue;
         if (put < 0)
-            throw ReadError(m_inputName + ": the temporary copy in " + m_folder + " cannot be written: " +
-                            reason(errno) + "; name a folder with more room in TMPDIR");
+            throw ReadError(m_inputName + ": the temporary copy in " + m_folder +
+                            " cannot be written: " + reason(errno) +
+                            "; name a folder with more room in TMPDIR");
         bytes = bytes.subspan(static_cast<std::size_t>(put));
     }
 }
@@ -220,8 +214,9 @@ InputBytes Spool::finish()
     try {
         return InputBytes::map(m_descriptor, m_size);
     } catch (const std::system_error& error) {
-        throw ReadError(m_inputName + ": the temporary copy in " + m_folder + " cannot be mapped: " +
-                        error.code().message() + "; name another folder in TMPDIR");
+        throw ReadError(m_inputName + ": the temporary copy in " + m_folder +
+                        " cannot be mapped: " + error.code().message() +
+                        "; name another folder in TMPDIR");
     }
 }
 

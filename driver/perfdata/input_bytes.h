@@ -13,8 +13,7 @@ namespace samplefold::perfdata {
 struct OpenOptions;
 
 /// Owner of a read-only mapping (or a borrower of bytes in memory). Thread-safe after construction.
-class InputBytes
-{
+class InputBytes {
 public:
     InputBytes() = default;
     InputBytes(const InputBytes&) = delete;
@@ -28,7 +27,8 @@ public:
     /// Maps the first `size` bytes of an open file; the descriptor may be closed afterwards.
     /// Throws std::system_error when the system refuses.
     [[nodiscard]] static InputBytes map(int descriptor, std::uint64_t size);
-    /// Opens what `path` names ("-": standard input), spooling what cannot be mapped. Throws ReadError.
+    /// Opens what `path` names ("-": standard input), spooling what cannot be mapped. Throws
+    /// ReadError.
     [[nodiscard]] static InputBytes open(const std::string& path, const OpenOptions& options);
 
     [[nodiscard]] std::span<const std::byte> bytes() const noexcept { return m_bytes; }
@@ -43,11 +43,10 @@ private:
 };
 
 /// An unlinked temporary file that is written front to back, then mapped. Not thread-safe.
-class Spool
-{
+class Spool {
 public:
-    /// `folder` empty: TMPDIR, else /tmp. Throws ReadError when no file can be made there; `inputName`
-    /// names the input in that message and in those of write.
+    /// `folder` empty: TMPDIR, else /tmp. Throws ReadError when no file can be made there;
+    /// `inputName` names the input in that message and in those of write.
     Spool(const std::string& folder, std::string inputName);
     ~Spool();
     Spool(const Spool&) = delete;

@@ -27,8 +27,7 @@ void takeMmapBuildId(ByteReader& reader, MmapRecord& record)
     id.size = std::min(reader.take<std::uint8_t>(), longestBuildId);
     reader.skip(3);
     const std::span<const std::byte> bytes = reader.bytes(longestBuildId);
-    if (!reader.ok())
-        return;
+    if (!reader.ok()) return;
     std::memcpy(id.bytes, bytes.data(), id.size);
     record.buildId = id;
 }
@@ -79,15 +78,13 @@ bool decodeTask(ByteReader& reader, TaskRecord& record)
     takeTask(reader, record.pid, record.parentPid);
     takeTask(reader, record.tid, record.parentTid);
     record.taskTime = reader.take<std::uint64_t>();
-    if (!record.time)
-        record.time = record.taskTime;
+    if (!record.time) record.time = record.taskTime;
     return reader.ok();
 }
 
 bool decodeLost(ByteReader& reader, LostRecord& record)
 {
-    if (record.type == RecordType::Lost)
-        record.lostId = reader.take<std::uint64_t>();
+    if (record.type == RecordType::Lost) record.lostId = reader.take<std::uint64_t>();
     record.lost = reader.take<std::uint64_t>();
     return reader.ok();
 }
@@ -97,22 +94,21 @@ bool decodeThrottle(ByteReader& reader, ThrottleRecord& record)
     record.throttleTime = reader.take<std::uint64_t>();
     record.throttleId = reader.take<std::uint64_t>();
     record.streamId = reader.take<std::uint64_t>();
-    if (!record.time)
-        record.time = record.throttleTime;
+    if (!record.time) record.time = record.throttleTime;
     return reader.ok();
 }
 
 bool decodeRead(ByteReader& reader, ReadRecord& record)
 {
     takeTask(reader, record.pid, record.tid);
-    record.values = takeReadValues(reader, record.event != nullptr ? record.event->attr.readFormat : 0);
+    record.values =
+        takeReadValues(reader, record.event != nullptr ? record.event->attr.readFormat : 0);
     return reader.ok();
 }
 
 bool decodeSwitch(ByteReader& reader, SwitchRecord& record)
 {
-    if (record.type != RecordType::SwitchCpuWide)
-        return true;
+    if (record.type != RecordType::SwitchCpuWide) return true;
     record.otherPid = reader.take<std::int32_t>();
     record.otherTid = reader.take<std::int32_t>();
     return reader.ok();

@@ -23,11 +23,9 @@ template <class T>
 /// It owns nothing and is valid as long as the Recording it came from. Indices are not checked:
 /// the decoder has verified that all elements lie within their record.
 template <class T>
-class PackedSpan
-{
+class PackedSpan {
 public:
-    class Iterator
-    {
+    class Iterator {
     public:
         using iterator_category = std::input_iterator_tag;
         using value_type = T;
@@ -60,7 +58,10 @@ public:
 
     [[nodiscard]] std::size_t size() const noexcept { return m_size; }
     [[nodiscard]] bool empty() const noexcept { return m_size == 0; }
-    [[nodiscard]] T operator[](std::size_t index) const noexcept { return loadAt<T>(m_bytes + index * sizeof(T)); }
+    [[nodiscard]] T operator[](std::size_t index) const noexcept
+    {
+        return loadAt<T>(m_bytes + index * sizeof(T));
+    }
     [[nodiscard]] const std::byte* bytes() const noexcept { return m_bytes; }
     [[nodiscard]] Iterator begin() const noexcept { return Iterator(m_bytes); }
     [[nodiscard]] Iterator end() const noexcept { return Iterator(m_bytes + m_size * sizeof(T)); }

@@ -4,8 +4,7 @@
 
 namespace samplefold::perfdata {
 
-struct ReadExpander::State
-{
+struct ReadExpander::State {
     const Recording* recording = nullptr;
     std::unordered_map<std::uint64_t, std::uint64_t> lastValues; ///< by id
     std::vector<Member> members;
@@ -14,7 +13,8 @@ struct ReadExpander::State
     void add(const CounterValue& counter);
 };
 
-/// Lists the counter when it grew. Counters that went back start a new life: modulo 2^64, as perf has it.
+/// Lists the counter when it grew. Counters that went back start a new life: modulo 2^64, as perf
+/// has it.
 void ReadExpander::State::add(const CounterValue& counter)
 {
     const Event* event = recording->eventById(counter.id);
@@ -25,8 +25,7 @@ void ReadExpander::State::add(const CounterValue& counter)
     std::uint64_t& last = lastValues[counter.id];
     const std::uint64_t growth = counter.value - last;
     last = counter.value;
-    if (growth != 0)
-        members.push_back({event, counter.id, growth});
+    if (growth != 0) members.push_back({event, counter.id, growth});
 }
 
 ReadExpander::ReadExpander(const Recording& recording) : m_state(std::make_unique<State>())
@@ -49,6 +48,9 @@ std::span<const ReadExpander::Member> ReadExpander::expand(const Sample& sample)
     return m_state->members;
 }
 
-std::uint64_t ReadExpander::unknownIds() const noexcept { return m_state->unknownIds; }
+std::uint64_t ReadExpander::unknownIds() const noexcept
+{
+    return m_state->unknownIds;
+}
 
 } // namespace samplefold::perfdata

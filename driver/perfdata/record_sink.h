@@ -9,8 +9,7 @@ namespace samplefold::perfdata {
 /// One operation per kind of record; each does nothing unless overridden. Recording::deliver calls
 /// them on its own thread, one at a time. The argument lives for the call only; the text and the
 /// spans in it live as long as the Recording. Exceptions thrown here leave deliver unchanged.
-class RecordSink
-{
+class RecordSink {
 public:
     virtual ~RecordSink() = default;
 

@@ -8,8 +8,7 @@
 namespace samplefold::perfdata {
 
 /// A record waiting for its turn.
-struct TimedRecord
-{
+struct TimedRecord {
     std::uint64_t time = 0;
     std::uint64_t position = 0; ///< in the stream
 };
@@ -19,13 +18,13 @@ struct TimedRecord
 void sortByTime(std::vector<TimedRecord>& records, std::vector<TimedRecord>& scratch);
 
 /// Holds sorted runs of pending records and gives them out merged.
-/// Invariants: 1. every run is sorted by time, ties by position; 2. all positions of a run are below
-/// those of the next; 3. after compact, each run has more than twice the records of the next, so there
-/// are few of them.
-class RecordSorter
-{
+/// Invariants: 1. every run is sorted by time, ties by position; 2. all positions of a run are
+/// below those of the next; 3. after compact, each run has more than twice the records of the next,
+/// so there are few of them.
+class RecordSorter {
 public:
-    /// Adds a run sorted by sortByTime whose positions are above all added before; takes its content.
+    /// Adds a run sorted by sortByTime whose positions are above all added before; takes its
+    /// content.
     void addRun(std::vector<TimedRecord>& run);
 
     /// Calls `give(const TimedRecord&)` for each pending record with a time not above `limit`, by
@@ -37,11 +36,11 @@ public:
             Run* first = nullptr;
             const TimedRecord* second = nullptr;
             findFirstTwo(first, second);
-            if (first == nullptr || first->front().time > limit)
-                break;
-            // Records of the first run may go while they are due before the second run's front. On a
-            // tie the run with lower positions goes first.
-            const std::uint64_t bound = second == nullptr ? limit : boundBefore(*first, *second, limit);
+            if (first == nullptr || first->front().time > limit) break;
+            // Records of the first run may go while they are due before the second run's front. On
+            // a tie the run with lower positions goes first.
+            const std::uint64_t bound =
+                second == nullptr ? limit : boundBefore(*first, *second, limit);
             do {
                 const TimedRecord record = first->front();
                 ++first->next;
@@ -55,8 +54,7 @@ public:
     [[nodiscard]] std::size_t pending() const noexcept { return m_pending; }
 
 private:
-    struct Run
-    {
+    struct Run {
         std::vector<TimedRecord> records;
         std::size_t next = 0;
 
@@ -66,7 +64,8 @@ private:
     };
 
     void findFirstTwo(Run*& first, const TimedRecord*& second);
-    static std::uint64_t boundBefore(const Run& first, const TimedRecord& second, std::uint64_t limit) noexcept;
+    static std::uint64_t boundBefore(const Run& first, const TimedRecord& second,
+                                     std::uint64_t limit) noexcept;
     void compact();
     void mergeLastTwo();
     void recycle(std::vector<TimedRecord>&& records);

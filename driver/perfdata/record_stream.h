@@ -14,8 +14,7 @@ namespace samplefold::perfdata {
 inline constexpr std::size_t recordHeadSize = 8;
 
 /// A record in the stream; the pointers stay within the stream.
-struct RecordView
-{
+struct RecordView {
     const std::byte* start = nullptr;
     std::uint32_t type = 0;
     std::uint16_t misc = 0;
@@ -24,7 +23,10 @@ struct RecordView
     [[nodiscard]] RecordType kind() const noexcept { return static_cast<RecordType>(type); }
     [[nodiscard]] const std::byte* body() const noexcept { return start + recordHeadSize; }
     [[nodiscard]] std::size_t bodySize() const noexcept { return size - recordHeadSize; }
-    [[nodiscard]] std::span<const std::byte> bodyBytes() const noexcept { return {body(), bodySize()}; }
+    [[nodiscard]] std::span<const std::byte> bodyBytes() const noexcept
+    {
+        return {body(), bodySize()};
+    }
     /// Kernel records have a sample-id trailer when their event asks for it; synthetic ones never.
     [[nodiscard]] bool isFromKernel() const noexcept { return type < 64; }
 };
@@ -50,20 +52,17 @@ struct RecordView
 
 /// What is wrong with the record at `position` of a stream, or nullptr when it lies in the stream
 /// with its trailing bytes. `extent` is the record's size with them.
-[[nodiscard]] inline const char* checkRecord(std::span<const std::byte> stream, std::uint64_t position, RecordView& record,
+[[nodiscard]] inline const char* checkRecord(std::span<const std::byte> stream,
+                                             std::uint64_t position, RecordView& record,
                                              std::uint64_t& extent) noexcept
 {
     const std::uint64_t left = stream.size() - position;
-    if (left < recordHeadSize)
-        return "the head of a record is cut";
+    if (left < recordHeadSize) return "the head of a record is cut";
     record = viewRecord(stream.data() + position);
-    if (record.size < recordHeadSize)
-        return "a record has an impossible size";
-    if (record.size > left)
-        return "a record reaches beyond the end";
+    if (record.size < recordHeadSize) return "a record has an impossible size";
+    if (record.size > left) return "a record reaches beyond the end";
     const std::uint64_t trailing = trailingBytes(record);
-    if (trailing > left - record.size)
-        return "the data after a record reaches beyond the end";
+    if (trailing > left - record.size) return "the data after a record reaches beyond the end";
     extent = record.size + trailing;
     return nullptr;
 }

@@ -23,9 +23,9 @@
 namespace samplefold::perfdata {
 
 /// Thrown by Recording::open and Recording::fromBytes when nothing can be read. what() is one line
-/// with the input's name, the offset where it matters, what is wrong and what to do.
-class ReadError : public std::runtime_error
-{
+/// with the input's name, the offset where it matters, what is wrong and what to do. Nothing else
+/// is thrown by a Recording, but for std::bad_alloc and what a sink or a progress hook throws.
+class ReadError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
@@ -34,12 +34,13 @@ public:
 /// false stops the work: deliver returns early, open throws ReadError.
 using ProgressHook = std::function<bool(std::uint64_t done, std::uint64_t total)>;
 
-struct OpenOptions
-{
-    /// Folder for the unlinked spool files of pipes and compressed recordings; empty: TMPDIR, else /tmp.
+struct OpenOptions {
+    /// Folder for the unlinked spool files of pipes and compressed recordings; empty: TMPDIR, else
+    /// /tmp.
     std::string spoolFolder;
-    /// Compressed records may expand to at most this many bytes, and to at most 1000 times the input
-    /// (but 64 MiB always): real recordings stay far below. Beyond it reading stops with a fault.
+    /// Compressed records may expand to at most this many bytes, and to at most 1000 times the
+    /// input (but 64 MiB always): real recordings stay far below. Beyond it reading stops with a
+    /// fault.
     std::uint64_t maxExpandedBytes = std::uint64_t{1} << 40;
     ProgressHook progress;
 };
@@ -47,16 +48,14 @@ struct OpenOptions
 enum class Container { File, FileVersion1, Pipe };
 
 /// Where and why reading stopped before the end of the input. What lies before stays usable.
-struct Fault
-{
+struct Fault {
     std::uint64_t offset = 0;
     std::string text; ///< one line: input's name, offset, what is wrong, what to do
 };
 
 /// How many records of one type were read, and their bytes (raw bytes after AUXTRACE and
 /// TRACING_DATA records included). Compressed records count beside what they expand to.
-struct RecordCount
-{
+struct RecordCount {
     std::uint32_t type = 0;
     std::uint64_t count = 0;
     std::uint64_t bytes = 0;
@@ -65,33 +64,31 @@ struct RecordCount
 /// Which records a delivery passes on. SideBand is everything but samples.
 enum class Deliver { All, SideBand, Samples };
 
-struct DeliveryOptions
-{
+struct DeliveryOptions {
     Deliver filter = Deliver::All;
     ProgressHook progress;
 };
 
-/// The books of one delivery: read = delivered + filtered + badRecords + unknownIdSamples.
-struct DeliveryStats
-{
-    std::uint64_t read = 0;             ///< records seen
-    std::uint64_t samples = 0;          ///< delivered samples
-    std::uint64_t sideBand = 0;         ///< other delivered records
-    std::uint64_t filtered = 0;         ///< left out by DeliveryOptions::filter
-    std::uint64_t badRecords = 0;       ///< fields overrun the record's size
-    std::uint64_t unknownIdSamples = 0; ///< samples whose event is not known
-    std::uint64_t untimed = 0;          ///< delivered in file order for want of a time
-    std::uint64_t mostPending = 0;      ///< highest number of records held back at once
+/// The books of one delivery. Unless it was stopped they balance:
+/// read = samples + sideBand + filtered + badRecords + unknownIdSamples.
+struct DeliveryStats {
+    std::uint64_t read = 0;                ///< records seen
+    std::uint64_t samples = 0;             ///< delivered samples
+    std::uint64_t sideBand = 0;            ///< other delivered records
+    std::uint64_t filtered = 0;            ///< left out by DeliveryOptions::filter
+    std::uint64_t badRecords = 0;          ///< fields overrun the record's size
+    std::uint64_t unknownIdSamples = 0;    ///< samples whose event is not known
+    std::uint64_t untimed = 0;             ///< delivered in file order for want of a time
+    std::uint64_t mostPending = 0;         ///< highest number of records held back at once
     std::vector<std::uint64_t> badOffsets; ///< where the first badOffsetLimit bad records start
-    bool stopped = false;               ///< the progress hook asked to stop
+    bool stopped = false;                  ///< the progress hook asked to stop
 
     static constexpr std::size_t badOffsetLimit = 16;
 };
 
 /// An opened recording. Movable, not copyable. After open all const operations may be called from
 /// several threads at once. The file is mapped, so it must not be shortened while it is open.
-class Recording
-{
+class Recording {
 public:
     /// Opens a file, a named pipe, or standard input ("-"), and reads all records once: events,
     /// features, counts and the time bounds that ordering needs. Input that cannot be mapped is
@@ -99,7 +96,8 @@ public:
     [[nodiscard]] static Recording open(const std::string& path, const OpenOptions& options = {});
 
     /// The same for bytes in memory, which must outlive the Recording. `name` is used in messages.
-    [[nodiscard]] static Recording fromBytes(std::span<const std::byte> bytes, const std::string& name,
+    [[nodiscard]] static Recording fromBytes(std::span<const std::byte> bytes,
+                                             const std::string& name,
                                              const OpenOptions& options = {});
 
     Recording(Recording&&) noexcept;
@@ -109,7 +107,8 @@ public:
     /// The input's name: the path given, or "standard input".
     [[nodiscard]] const std::string& name() const noexcept;
     [[nodiscard]] Container container() const noexcept;
-    /// False when records were expanded: offsets then count in the expanded stream, not in the file.
+    /// False when records were expanded: offsets then count in the expanded stream, not in the
+    /// file.
     [[nodiscard]] bool offsetsAreInFile() const noexcept;
     /// Bytes of records that deliver passes over.
     [[nodiscard]] std::uint64_t recordBytes() const noexcept;
@@ -137,8 +136,8 @@ public:
     [[nodiscard]] const std::vector<std::string>& notes() const noexcept;
 
     /// Passes the records to `sink` in time order, ties in file order. Records without a time (none
-    /// sampled, or 0) are passed at once when they are met. Memory is bounded by the disorder of the
-    /// file, not by its size. May be called again; every call starts from the first record.
+    /// sampled, or 0) are passed at once when they are met. Memory is bounded by the disorder of
+    /// the file, not by its size. May be called again; every call starts from the first record.
     DeliveryStats deliver(RecordSink& sink, const DeliveryOptions& options = {}) const;
 
     struct Impl; ///< not for users
@@ -152,11 +151,9 @@ private:
 /// Spreads samples of events with PERF_SAMPLE_READ over the members of their group, the way perf
 /// lists them: one line per member whose counter grew since the previous sample. Counters start at
 /// 0, so one object must see all samples of a recording, in delivery order. Not thread-safe.
-class ReadExpander
-{
+class ReadExpander {
 public:
-    struct Member
-    {
+    struct Member {
         const Event* event = nullptr;
         std::uint64_t id = 0;
         std::uint64_t period = 0; ///< growth of the counter, never 0
@@ -168,9 +165,9 @@ public:
     ReadExpander(ReadExpander&&) noexcept;
     ReadExpander& operator=(ReadExpander&&) noexcept;
 
-    /// Members of `sample` that grew, in the order of its values; values of unknown ids are left out
-    /// and counted. A sample without read values, or whose values have no ids, gives itself with its
-    /// own period. The result lives until the next call.
+    /// Members of `sample` that grew, in the order of its values; values of unknown ids are left
+    /// out and counted. A sample without read values, or whose values have no ids, gives itself
+    /// with its own period. The result lives until the next call.
     [[nodiscard]] std::span<const Member> expand(const Sample& sample);
 
     [[nodiscard]] std::uint64_t unknownIds() const noexcept;

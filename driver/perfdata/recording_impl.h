@@ -14,8 +14,7 @@
 namespace samplefold::perfdata {
 
 /// What the passes over the input gather; copied to start over when the input turns out compressed.
-struct Collected
-{
+struct Collected {
     EventTable events;
     Features features;
     CountTable counts;
@@ -23,11 +22,10 @@ struct Collected
 };
 
 /// Filled by open and constant from then on.
-struct Recording::Impl
-{
+struct Recording::Impl {
     std::string name;
     InputBytes input;
-    InputBytes expanded;               ///< used when isExpanded
+    InputBytes expanded; ///< used when isExpanded
     bool isExpanded = false;
     Container container = Container::File;
     std::span<const std::byte> stream; ///< the records, in `input` or `expanded`
@@ -37,7 +35,10 @@ struct Recording::Impl
     ScanResult scan;
     std::optional<Fault> fault;
 
-    [[nodiscard]] std::uint64_t offsetOf(std::uint64_t position) const noexcept { return streamOffset + position; }
+    [[nodiscard]] std::uint64_t offsetOf(std::uint64_t position) const noexcept
+    {
+        return streamOffset + position;
+    }
     /// Gives back the pages of the stream below `position`.
     void releaseUpTo(std::uint64_t position) const noexcept
     {

@@ -13,29 +13,62 @@
 namespace samplefold::perfdata {
 
 /// Numbers of the record types as they stand in the file.
-enum class RecordType : std::uint32_t
-{
-    Mmap = 1, Lost = 2, Comm = 3, Exit = 4, Throttle = 5, Unthrottle = 6, Fork = 7, Read = 8, Sample = 9,
-    Mmap2 = 10, Aux = 11, ItraceStart = 12, LostSamples = 13, Switch = 14, SwitchCpuWide = 15,
-    Namespaces = 16, Ksymbol = 17, BpfEvent = 18, Cgroup = 19, TextPoke = 20, AuxOutputHwId = 21,
+enum class RecordType : std::uint32_t {
+    Mmap = 1,
+    Lost = 2,
+    Comm = 3,
+    Exit = 4,
+    Throttle = 5,
+    Unthrottle = 6,
+    Fork = 7,
+    Read = 8,
+    Sample = 9,
+    Mmap2 = 10,
+    Aux = 11,
+    ItraceStart = 12,
+    LostSamples = 13,
+    Switch = 14,
+    SwitchCpuWide = 15,
+    Namespaces = 16,
+    Ksymbol = 17,
+    BpfEvent = 18,
+    Cgroup = 19,
+    TextPoke = 20,
+    AuxOutputHwId = 21,
     CallchainDeferred = 22,
-    HeaderAttr = 64, EventType = 65, TracingData = 66, BuildId = 67, FinishedRound = 68, IdIndex = 69,
-    AuxtraceInfo = 70, Auxtrace = 71, AuxtraceError = 72, ThreadMap = 73, CpuMap = 74, StatConfig = 75,
-    Stat = 76, StatRound = 77, EventUpdate = 78, TimeConv = 79, HeaderFeature = 80, Compressed = 81,
-    FinishedInit = 82, Compressed2 = 83,
+    HeaderAttr = 64,
+    EventType = 65,
+    TracingData = 66,
+    BuildId = 67,
+    FinishedRound = 68,
+    IdIndex = 69,
+    AuxtraceInfo = 70,
+    Auxtrace = 71,
+    AuxtraceError = 72,
+    ThreadMap = 73,
+    CpuMap = 74,
+    StatConfig = 75,
+    Stat = 76,
+    StatRound = 77,
+    EventUpdate = 78,
+    TimeConv = 79,
+    HeaderFeature = 80,
+    Compressed = 81,
+    FinishedInit = 82,
+    Compressed2 = 83,
 };
 
 /// What every record has, and what its sample-id trailer adds (kernel records of events with
 /// sample_id_all). A missing value is nullopt, told apart from 0.
-struct RecordBase
-{
-    std::uint64_t offset = 0;               ///< where the record starts, see Recording::offsetsAreInFile
+struct RecordBase {
+    std::uint64_t offset = 0; ///< where the record starts, see Recording::offsetsAreInFile
     RecordType type{};
     std::uint16_t misc = 0;
-    std::uint32_t size = 0;                 ///< bytes of the record, head included
-    const Event* event = nullptr;           ///< from the trailer's id; null when it has none or it is unknown
-    std::optional<std::uint64_t> time;      ///< ticks of the recording's clock; synthesised records have 0
-    std::optional<std::int32_t> taskPid;    ///< task that was running, not the record's subject
+    std::uint32_t size = 0;       ///< bytes of the record, head included
+    const Event* event = nullptr; ///< from the trailer's id; null when it has none or it is unknown
+    std::optional<std::uint64_t>
+        time; ///< ticks of the recording's clock; synthesised records have 0
+    std::optional<std::int32_t> taskPid; ///< task that was running, not the record's subject
     std::optional<std::int32_t> taskTid;
     std::optional<std::uint32_t> cpu;
     std::optional<std::uint64_t> id;
@@ -44,8 +77,7 @@ struct RecordBase
 };
 
 /// A build id of 1 to 20 bytes.
-struct BuildIdBytes
-{
+struct BuildIdBytes {
     std::uint8_t bytes[20] = {};
     std::uint8_t size = 0;
 
@@ -53,9 +85,8 @@ struct BuildIdBytes
 };
 
 /// MMAP and MMAP2: [start, start + length) is mapped from byte `pageOffset` of `filename`.
-struct MmapRecord : RecordBase
-{
-    std::int32_t pid = -1;      ///< -1: kernel or module
+struct MmapRecord : RecordBase {
+    std::int32_t pid = -1; ///< -1: kernel or module
     std::int32_t tid = -1;
     std::uint64_t start = 0;
     std::uint64_t length = 0;
@@ -74,8 +105,7 @@ struct MmapRecord : RecordBase
     [[nodiscard]] bool isData() const noexcept;
 };
 
-struct CommRecord : RecordBase
-{
+struct CommRecord : RecordBase {
     std::int32_t pid = -1;
     std::int32_t tid = -1;
     std::string_view comm;
@@ -84,8 +114,7 @@ struct CommRecord : RecordBase
 
 /// FORK and EXIT. `taskTime` is the time in the record's body; `time` is the trailer's, or the
 /// body's when there is no trailer.
-struct TaskRecord : RecordBase
-{
+struct TaskRecord : RecordBase {
     std::int32_t pid = -1;
     std::int32_t parentPid = -1;
     std::int32_t tid = -1;
@@ -94,14 +123,12 @@ struct TaskRecord : RecordBase
 };
 
 /// LOST: `lost` records of event `lostId`. LOST_SAMPLES: `lost` samples, `lostId` is 0.
-struct LostRecord : RecordBase
-{
+struct LostRecord : RecordBase {
     std::uint64_t lostId = 0;
     std::uint64_t lost = 0;
 };
 
-struct ThrottleRecord : RecordBase
-{
+struct ThrottleRecord : RecordBase {
     std::uint64_t throttleTime = 0;
     std::uint64_t throttleId = 0;
     std::uint64_t streamId = 0;
@@ -109,45 +136,40 @@ struct ThrottleRecord : RecordBase
 };
 
 /// READ: counter values of a task at its end.
-struct ReadRecord : RecordBase
-{
+struct ReadRecord : RecordBase {
     std::int32_t pid = -1;
     std::int32_t tid = -1;
     ReadValues values;
 };
 
 /// SWITCH and SWITCH_CPU_WIDE; the task switched is taskPid/taskTid of the base.
-struct SwitchRecord : RecordBase
-{
-    std::optional<std::int32_t> otherPid; ///< CPU-wide only: the next task (out) or the previous (in)
+struct SwitchRecord : RecordBase {
+    std::optional<std::int32_t>
+        otherPid; ///< CPU-wide only: the next task (out) or the previous (in)
     std::optional<std::int32_t> otherTid;
     [[nodiscard]] bool isOut() const noexcept { return (misc & (1u << 13)) != 0; }
     [[nodiscard]] bool isPreempt() const noexcept { return (misc & (1u << 14)) != 0; }
 };
 
-struct NamespaceLink
-{
+struct NamespaceLink {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
 };
 
 /// NAMESPACES: links in the kernel's order net, uts, ipc, pid, user, mnt, cgroup.
-struct NamespacesRecord : RecordBase
-{
+struct NamespacesRecord : RecordBase {
     std::int32_t pid = -1;
     std::int32_t tid = -1;
     PackedSpan<NamespaceLink> links;
 };
 
-struct CgroupRecord : RecordBase
-{
+struct CgroupRecord : RecordBase {
     std::uint64_t cgroupId = 0;
     std::string_view path;
 };
 
 /// KSYMBOL: [address, address + length) is kernel code made at run time.
-struct KsymbolRecord : RecordBase
-{
+struct KsymbolRecord : RecordBase {
     std::uint64_t address = 0;
     std::uint32_t length = 0;
     std::uint16_t symbolType = 0; ///< 1 BPF, 2 out of line
@@ -156,76 +178,65 @@ struct KsymbolRecord : RecordBase
     [[nodiscard]] bool isUnregister() const noexcept { return (flags & 1u) != 0; }
 };
 
-struct BpfEventRecord : RecordBase
-{
+struct BpfEventRecord : RecordBase {
     std::uint16_t eventType = 0; ///< 1 load, 2 unload
     std::uint16_t flags = 0;
     std::uint32_t programId = 0;
     std::span<const std::byte> tag; ///< 8 bytes
 };
 
-struct TextPokeRecord : RecordBase
-{
+struct TextPokeRecord : RecordBase {
     std::uint64_t address = 0;
     std::span<const std::byte> oldBytes;
     std::span<const std::byte> newBytes;
 };
 
-struct AuxRecord : RecordBase
-{
+struct AuxRecord : RecordBase {
     std::uint64_t auxOffset = 0;
     std::uint64_t auxSize = 0;
     std::uint64_t flags = 0;
 };
 
-struct ItraceStartRecord : RecordBase
-{
+struct ItraceStartRecord : RecordBase {
     std::int32_t pid = -1;
     std::int32_t tid = -1;
 };
 
-struct AuxOutputHwIdRecord : RecordBase
-{
+struct AuxOutputHwIdRecord : RecordBase {
     std::uint64_t hwId = 0;
 };
 
 /// User call chain that samples with context::UserDeferred and the same cookie are waiting for.
-struct CallchainDeferredRecord : RecordBase
-{
+struct CallchainDeferredRecord : RecordBase {
     std::uint64_t cookie = 0;
     PackedSpan<std::uint64_t> callchain;
 };
 
 /// BUILD_ID, as a record in a pipe or as an entry of the file's table.
-struct BuildIdRecord : RecordBase
-{
+struct BuildIdRecord : RecordBase {
     std::int32_t pid = -1; ///< -1: host
     BuildIdBytes buildId;
     std::string_view filename;
 };
 
-struct IdIndexEntry
-{
+struct IdIndexEntry {
     std::uint64_t id = 0;
     std::uint64_t eventIndex = 0;
     std::uint64_t cpu = 0; ///< all ones: any
     std::uint64_t tid = 0; ///< all ones: any
 };
 
-struct IdIndexRecord : RecordBase
-{
+struct IdIndexRecord : RecordBase {
     PackedSpan<IdIndexEntry> entries;
 };
 
-struct AuxtraceInfoRecord : RecordBase
-{
+struct AuxtraceInfoRecord : RecordBase {
     std::uint32_t kind = 0;
     std::span<const std::byte> priv;
 };
 
 /// AUXTRACE: `trace` bytes follow the record; they are no records and are skipped.
-struct AuxtraceRecord : RecordBase
-{
+struct AuxtraceRecord : RecordBase {
     std::uint64_t auxOffset = 0;
     std::uint64_t reference = 0;
     std::uint32_t index = 0;
@@ -234,8 +245,7 @@ struct AuxtraceRecord : RecordBase
     std::span<const std::byte> trace;
 };
 
-struct AuxtraceErrorRecord : RecordBase
-{
+struct AuxtraceErrorRecord : RecordBase {
     std::uint32_t kind = 0;
     std::uint32_t code = 0;
     std::int32_t pid = -1;
@@ -244,39 +254,33 @@ struct AuxtraceErrorRecord : RecordBase
     std::string_view message;
 };
 
-struct ThreadMapEntry
-{
+struct ThreadMapEntry {
     std::int32_t tid = -1; ///< -1: any task
     std::string_view comm;
 };
 
-struct ThreadMapRecord : RecordBase
-{
+struct ThreadMapRecord : RecordBase {
     std::vector<ThreadMapEntry> threads;
 };
 
 /// CPU_MAP in any of its three encodings, as ascending CPU numbers; all ones stands for "any CPU"
 /// and comes first.
-struct CpuMapRecord : RecordBase
-{
+struct CpuMapRecord : RecordBase {
     std::vector<std::uint32_t> cpus;
 };
 
-struct StatConfigEntry
-{
+struct StatConfigEntry {
     std::uint64_t tag = 0; ///< 0 aggregation mode, 1 interval, 2 scale, 3 aggregation level
     std::uint64_t value = 0;
 };
 
-struct StatConfigRecord : RecordBase
-{
+struct StatConfigRecord : RecordBase {
     PackedSpan<StatConfigEntry> entries;
 };
 
-/// STAT: one counter of `id` (base) on a CPU and a thread of the thread map. Times in ns. Values count
-/// from the start of the recording, not of the round.
-struct StatRecord : RecordBase
-{
+/// STAT: one counter of `id` (base) on a CPU and a thread of the thread map. Times in ns. Values
+/// count from the start of the recording, not of the round.
+struct StatRecord : RecordBase {
     std::uint32_t counterCpu = 0;  ///< number of the CPU; all ones: not bound to one
     std::uint32_t threadIndex = 0; ///< position in the thread map
     std::uint64_t value = 0;
@@ -284,18 +288,16 @@ struct StatRecord : RecordBase
     std::uint64_t timeRunning = 0;
 };
 
-struct StatRoundRecord : RecordBase
-{
+struct StatRoundRecord : RecordBase {
     bool isFinal = false;
     std::uint64_t roundTime = 0; ///< ns since the start
 };
 
-struct TimeConvRecord : RecordBase
-{
+struct TimeConvRecord : RecordBase {
     std::uint64_t shift = 0;
     std::uint64_t mult = 0;
     std::uint64_t zero = 0;
-    std::uint64_t cycles = 0;   ///< these two: 0 in short records
+    std::uint64_t cycles = 0; ///< these two: 0 in short records
     std::uint64_t mask = 0;
     bool capUserTimeZero = false;
     bool capUserTimeShort = false;
@@ -303,8 +305,7 @@ struct TimeConvRecord : RecordBase
 
 /// Records that only mark a place (FINISHED_ROUND, FINISHED_INIT), records whose content is kept in
 /// Recording already (attributes, names, features, tracing data), and unknown types.
-struct OtherRecord : RecordBase
-{
+struct OtherRecord : RecordBase {
     std::span<const std::byte> body; ///< bytes after the 8-byte head
 };
 

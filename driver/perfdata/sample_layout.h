@@ -12,16 +12,15 @@
 namespace samplefold::perfdata {
 
 /// Positions of one event's fields, in bytes; none where the field is missing.
-struct SampleLayout
-{
+struct SampleLayout {
     static constexpr std::uint32_t none = UINT32_MAX;
 
     explicit SampleLayout(const EventAttr& attr);
 
     std::uint64_t sampleType = 0;
-    std::uint32_t fixedSize = 0;   ///< of the leading fields of fixed size, from the body's start
-    std::uint32_t timeAt = none;   ///< from the body's start
-    std::uint32_t idAt = none;     ///< from the body's start
+    std::uint32_t fixedSize = 0; ///< of the leading fields of fixed size, from the body's start
+    std::uint32_t timeAt = none; ///< from the body's start
+    std::uint32_t idAt = none;   ///< from the body's start
     bool hasTrailer = false;
     std::uint32_t trailerSize = 0;
     std::uint32_t trailerTimeBack = none; ///< from the record's end, backwards
@@ -30,8 +29,7 @@ struct SampleLayout
 
 /// Finds events and times for records. Built from a table and valid as long as the table does not
 /// change. Lookups remember the last answer, so use one object per thread.
-class RecordLocator
-{
+class RecordLocator {
 public:
     explicit RecordLocator(const EventTable& table);
 
@@ -43,7 +41,10 @@ public:
     [[nodiscard]] std::uint32_t trailerEvent(const RecordView& record) noexcept;
     /// Time by which the record is ordered; 0: it has none.
     [[nodiscard]] std::uint64_t timeOf(const RecordView& record) noexcept;
-    [[nodiscard]] const SampleLayout& layout(std::uint32_t event) const noexcept { return m_layouts[event]; }
+    [[nodiscard]] const SampleLayout& layout(std::uint32_t event) const noexcept
+    {
+        return m_layouts[event];
+    }
 
 private:
     [[nodiscard]] std::uint32_t findId(std::uint64_t id) noexcept;

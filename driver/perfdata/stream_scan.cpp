@@ -18,8 +18,7 @@ bool isCompressedType(const RecordView& record)
 }
 
 /// Keeps the time bounds of the blocks up to date while their records pass by.
-class TimeBounds
-{
+class TimeBounds {
 public:
     explicit TimeBounds(ScanResult& result) : m_result(result) {}
 
@@ -36,8 +35,7 @@ public:
 
     void add(std::uint64_t time)
     {
-        if (time == 0)
-            return;
+        if (time == 0) return;
         Block& block = m_result.blocks.back();
         block.lowestTime = std::min(block.lowestTime, time);
         block.ascending = block.ascending && time >= m_last;
@@ -56,8 +54,7 @@ private:
 void CountTable::add(std::uint32_t type, std::uint64_t bytes)
 {
     const bool isCommon = type < std::size(m_common);
-    if (!isCommon && m_rare.size() >= rareTypeLimit && !m_rare.contains(type))
-        type = sharedType;
+    if (!isCommon && m_rare.size() >= rareTypeLimit && !m_rare.contains(type)) type = sharedType;
     RecordCount& count = isCommon ? m_common[type] : m_rare[type];
     count.type = type;
     ++count.count;
@@ -68,16 +65,17 @@ std::vector<RecordCount> CountTable::ascending() const
 {
     std::vector<RecordCount> all;
     for (const RecordCount& count : m_common)
-        if (count.count != 0)
-            all.push_back(count);
+        if (count.count != 0) all.push_back(count);
     for (const auto& [type, count] : m_rare)
         all.push_back(count);
-    std::sort(all.begin(), all.end(), [](const RecordCount& a, const RecordCount& b) { return a.type < b.type; });
+    std::sort(all.begin(), all.end(),
+              [](const RecordCount& a, const RecordCount& b) { return a.type < b.type; });
     return all;
 }
 
-StreamScanner::StreamScanner(std::span<const std::byte> stream, EventTable& events, Features& features,
-                             CountTable& counts, std::vector<std::string>& notes)
+StreamScanner::StreamScanner(std::span<const std::byte> stream, EventTable& events,
+                             Features& features, CountTable& counts,
+                             std::vector<std::string>& notes)
     : m_stream(stream), m_events(events), m_features(features), m_counts(counts), m_notes(notes)
 {
 }
@@ -100,8 +98,7 @@ ScanResult StreamScanner::scan(bool stopAtCompressed, const OnBlock& onBlock)
             result.isCompressed = true;
             return result;
         }
-        if (bounds.openBlock(position))
-            onBlock(position);
+        if (bounds.openBlock(position)) onBlock(position);
         m_counts.add(record.type, extent);
         result.end = position + extent;
         if (!record.isFromKernel()) {
@@ -117,12 +114,15 @@ ScanResult StreamScanner::scan(bool stopAtCompressed, const OnBlock& onBlock)
         else
             boundsAreStale = true;
     }
-    // Events that were defined after some of their records: measure again with all that is known now.
+    // Events that were defined after some of their records: measure again with all that is known
+    // now.
     if (boundsAreStale || (locator && locatorRevision != m_events.revision()))
         findTimeBounds(result, onBlock);
     if (m_badDefinitions != 0)
-        m_notes.push_back(std::to_string(m_badDefinitions) + " records that define events, ids or build ids are damaged, "
-                          "the first at position " + std::to_string(m_firstBadAt) + " of the records: left out");
+        m_notes.push_back(std::to_string(m_badDefinitions) +
+                          " records that define events, ids or build ids are damaged, "
+                          "the first at position " +
+                          std::to_string(m_firstBadAt) + " of the records: left out");
     return result;
 }
 
@@ -138,19 +138,15 @@ void StreamScanner::findTimeBounds(ScanResult& result, const OnBlock& onBlock) c
     for (std::uint64_t position = 0; position < result.end; position += extent) {
         if (checkRecord(m_stream, position, record, extent) != nullptr)
             return; // not reached: the records up to the end were checked before
-        if (bounds.openBlock(position))
-            onBlock(position);
-        if (record.isFromKernel())
-            bounds.add(locator.timeOf(record));
+        if (bounds.openBlock(position)) onBlock(position);
+        if (record.isFromKernel()) bounds.add(locator.timeOf(record));
     }
 }
 
 void StreamScanner::collect(const RecordView& record, std::uint64_t extent, std::uint64_t position)
 {
-    if (collectDefinition(record, extent))
-        return;
-    if (m_badDefinitions++ == 0)
-        m_firstBadAt = position;
+    if (collectDefinition(record, extent)) return;
+    if (m_badDefinitions++ == 0) m_firstBadAt = position;
 }
 
 bool StreamScanner::collectDefinition(const RecordView& record, std::uint64_t extent)
@@ -167,20 +163,22 @@ bool StreamScanner::collectDefinition(const RecordView& record, std::uint64_t ex
         m_events.addEventTypes(record.bodyBytes());
         return true;
     case RecordType::TracingData: {
-        const std::span<const std::byte> data(record.start + record.size, static_cast<std::size_t>(extent) - record.size);
-        readFeature(static_cast<std::uint32_t>(FeatureId::TracingData), data, m_features, m_events, m_notes);
+        const std::span<const std::byte> data(record.start + record.size,
+                                              static_cast<std::size_t>(extent) - record.size);
+        readFeature(static_cast<std::uint32_t>(FeatureId::TracingData), data, m_features, m_events,
+                    m_notes);
         return true;
     }
     case RecordType::HeaderFeature: {
         const auto feature = body.take<std::uint64_t>();
         if (body.ok() && feature <= UINT32_MAX)
-            readFeature(static_cast<std::uint32_t>(feature), body.bytes(body.left()), m_features, m_events, m_notes);
+            readFeature(static_cast<std::uint32_t>(feature), body.bytes(body.left()), m_features,
+                        m_events, m_notes);
         return body.ok();
     }
     case RecordType::BuildId: {
         BuildIdRecord found;
-        if (!parseBuildId(record.misc, record.bodyBytes(), found))
-            return false;
+        if (!parseBuildId(record.misc, record.bodyBytes(), found)) return false;
         m_features.buildIds.push_back(ownedBuildId(found));
         return true;
     }

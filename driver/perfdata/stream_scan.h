@@ -21,24 +21,21 @@ namespace samplefold::perfdata {
 inline constexpr std::uint64_t noTime = UINT64_MAX;
 
 /// A stretch of about 1 MiB of records.
-struct Block
-{
-    std::uint64_t begin = 0;          ///< position in the stream
+struct Block {
+    std::uint64_t begin = 0;           ///< position in the stream
     std::uint64_t lowestTime = noTime; ///< of its timed records; noTime: it has none
-    bool ascending = true;            ///< its timed records stand in time order
+    bool ascending = true;             ///< its timed records stand in time order
 };
 
 /// What stopped a walk over the records.
-struct StreamFault
-{
+struct StreamFault {
     std::uint64_t position = 0;
     const char* what = nullptr;
 };
 
 /// Counts by type. Types beyond a bound on their number share one entry, so that no input can make
 /// the table grow without end.
-class CountTable
-{
+class CountTable {
 public:
     static constexpr std::uint32_t sharedType = UINT32_MAX;
 
@@ -50,8 +47,7 @@ private:
     RecordCount m_common[128];
 };
 
-struct ScanResult
-{
+struct ScanResult {
     std::uint64_t end = 0; ///< records lie in [0, end)
     std::optional<StreamFault> fault;
     std::vector<Block> blocks;
@@ -62,17 +58,16 @@ struct ScanResult
 
 /// One walk over a stream of records. Events, ids, names, features and build ids go to the parts
 /// given, oddities to the notes. All references must outlive the object.
-class StreamScanner
-{
+class StreamScanner {
 public:
     /// Called with the position where a block starts; what it throws ends the scan.
     using OnBlock = std::function<void(std::uint64_t)>;
 
-    StreamScanner(std::span<const std::byte> stream, EventTable& events, Features& features, CountTable& counts,
-                  std::vector<std::string>& notes);
+    StreamScanner(std::span<const std::byte> stream, EventTable& events, Features& features,
+                  CountTable& counts, std::vector<std::string>& notes);
 
-    /// Walks to the end or to the first fault. With `stopAtCompressed` it ends at the first compressed
-    /// record, having collected what came before.
+    /// Walks to the end or to the first fault. With `stopAtCompressed` it ends at the first
+    /// compressed record, having collected what came before.
     [[nodiscard]] ScanResult scan(bool stopAtCompressed, const OnBlock& onBlock);
 
 private:

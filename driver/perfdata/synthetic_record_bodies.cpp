@@ -71,8 +71,7 @@ bool decodeAuxtraceError(ByteReader& reader, AuxtraceErrorRecord& record)
 bool decodeThreadMap(ByteReader& reader, ThreadMapRecord& record)
 {
     const auto count = reader.take<std::uint64_t>();
-    if (count > reader.left() / threadEntrySize)
-        return false;
+    if (count > reader.left() / threadEntrySize) return false;
     for (std::uint64_t index = 0; index < count; ++index) {
         const auto tid = reader.take<std::int64_t>();
         record.threads.push_back({static_cast<std::int32_t>(tid), reader.text(threadCommSize)});
@@ -114,8 +113,7 @@ bool decodeTimeConv(ByteReader& reader, TimeConvRecord& record)
     record.shift = reader.take<std::uint64_t>();
     record.mult = reader.take<std::uint64_t>();
     record.zero = reader.take<std::uint64_t>();
-    if (!reader.ok())
-        return false;
+    if (!reader.ok()) return false;
     // Older records end here.
     record.cycles = reader.take<std::uint64_t>();
     record.mask = reader.take<std::uint64_t>();

@@ -11,7 +11,10 @@ namespace {
 
 constexpr std::string_view tracingMagic = "\x17\x08\x44tracing";
 
-void skipSized(ByteReader& reader) { reader.skip(reader.take<std::uint64_t>()); }
+void skipSized(ByteReader& reader)
+{
+    reader.skip(reader.take<std::uint64_t>());
+}
 
 /// What stands after `key` at the start of a line of `format`, up to the line's end.
 std::string_view lineValue(std::string_view format, std::string_view key)
@@ -20,8 +23,7 @@ std::string_view lineValue(std::string_view format, std::string_view key)
     while (at < format.size()) {
         const std::size_t end = std::min(format.find('\n', at), format.size());
         const std::string_view line = format.substr(at, end - at);
-        if (line.starts_with(key))
-            return line.substr(key.size());
+        if (line.starts_with(key)) return line.substr(key.size());
         at = end + 1;
     }
     return {};

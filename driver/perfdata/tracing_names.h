@@ -14,6 +14,7 @@ using TracepointNames = std::map<std::uint64_t, std::string>;
 
 /// Reads the event formats of a tracing data block. Stops at the first damage and returns the names
 /// found until then; false when it is no tracing data or was damaged.
-[[nodiscard]] bool readTracepointNames(std::span<const std::byte> tracingData, TracepointNames& names);
+[[nodiscard]] bool readTracepointNames(std::span<const std::byte> tracingData,
+                                       TracepointNames& names);
 
 } // namespace samplefold::perfdata

@@ -6,9 +6,11 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/nullappender.h>
 
+#include <cstddef>
 #include <fstream>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <set>
 #include <string>
 
@@ -19,8 +21,10 @@ std::mutex g_mutex;
 
 void startLog4cplus()
 {
-    // Kept until the process ends: loggers are used from static objects of any library.
-    static auto* const initializer = new log4cplus::Initializer;
+    // Kept until the process ends: loggers are used from static objects of any library. Built in place,
+    // so that there is a count that nobody gives back but no memory that nobody points to.
+    alignas(log4cplus::Initializer) static std::byte room[sizeof(log4cplus::Initializer)];
+    static const auto* const initializer = new (room) log4cplus::Initializer;
     static_cast<void>(initializer);
 }
 
