@@ -86,7 +86,7 @@ void locateRecords(Layout& layout, std::span<const std::byte> input, const FileH
                         "record it again");
     if (data.size == 0) {
         data.size = input.size() - data.offset;
-        layout.notes.push_back(
+        layout.notes.emplace_back(
             "the head gives no size for the records (the recorder was stopped before its end): "
             "read to the end of the file");
     }
@@ -125,10 +125,12 @@ Layout parseFile(std::span<const std::byte> input, const std::string& name)
     bool cut = false;
     layout.attrs = clip(input, head.attrs, cut);
     if (cut)
-        layout.notes.push_back("the section of the attributes reaches beyond the end of the file");
+        layout.notes.emplace_back(
+            "the section of the attributes reaches beyond the end of the file");
     layout.eventTypes = clip(input, head.eventTypes, cut);
     if (cut)
-        layout.notes.push_back("the section of the event names reaches beyond the end of the file");
+        layout.notes.emplace_back(
+            "the section of the event names reaches beyond the end of the file");
     return layout;
 }
 

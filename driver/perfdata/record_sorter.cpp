@@ -63,10 +63,8 @@ void RecordSorter::addRun(std::vector<TimedRecord>& run)
     if (run.empty()) return;
     m_pending += run.size();
     Run& added = m_runs.emplace_back();
-    added.records = std::move(m_spare);
-    added.records.swap(run);
+    added.records = std::exchange(run, std::exchange(m_spare, {})); // the caller gets room to fill
     run.clear();
-    m_spare = {};
 }
 
 void RecordSorter::findFirstTwo(Run*& first, const TimedRecord*& second)
@@ -109,7 +107,7 @@ void RecordSorter::mergeLastTwo()
 {
     Run& older = m_runs[m_runs.size() - 2];
     Run& newer = m_runs.back();
-    std::vector<TimedRecord> merged = std::move(m_spare);
+    std::vector<TimedRecord> merged = std::exchange(m_spare, {});
     merged.resize(older.left() + newer.left());
     std::merge(older.records.begin() + static_cast<Position>(older.next), older.records.end(),
                newer.records.begin() + static_cast<Position>(newer.next), newer.records.end(),

@@ -13,8 +13,8 @@ constexpr std::uint64_t fieldsOfVariableSize =
 
 std::size_t readEntrySize(std::uint64_t format) noexcept
 {
-    return 8u * (1u + ((format & readBit::Id) != 0 ? 1u : 0u) +
-                 ((format & readBit::Lost) != 0 ? 1u : 0u));
+    return sizeof(std::uint64_t) * (std::size_t{1} + ((format & readBit::Id) != 0 ? 1u : 0u) +
+                                    ((format & readBit::Lost) != 0 ? 1u : 0u));
 }
 
 std::uint64_t take64(const std::byte*& at) noexcept
