@@ -19,7 +19,8 @@ struct Settings {
     std::string output;
     std::uint64_t samples = 1'000'000;
     std::uint32_t addresses = 20'000;
-    std::uint32_t threads = 8;
+    std::uint32_t processes = 2;
+    std::uint32_t threads = 8; ///< of all processes
     std::uint32_t cpus = 2;
 };
 
@@ -132,14 +133,14 @@ void putMapping(Writer& out, std::uint32_t pid, std::uint64_t start, const std::
     out.put(Trailer{pid, pid, 0, g_eventId, 0, 0});
 }
 
-void putComm(Writer& out, std::uint32_t pid)
+void putComm(Writer& out, std::uint32_t pid, std::uint32_t tid)
 {
-    const std::string name = "worker-" + std::to_string(pid);
+    const std::string name = "worker-" + std::to_string(tid);
     putHead(out, PERF_RECORD_COMM, 0, sizeof(perf_event_header) + 8 + Writer::textBytes(name) + sizeof(Trailer));
     out.put(pid);
-    out.put(pid);
+    out.put(tid);
     out.putText(name);
-    out.put(Trailer{pid, pid, 0, g_eventId, 0, 0});
+    out.put(Trailer{pid, tid, 0, g_eventId, 0, 0});
 }
 
 /// Addresses fall with a long tail, as in real programs: low numbers are hot.
@@ -178,9 +179,10 @@ void putSamples(Writer& out, const Settings& settings)
         const auto cpu = static_cast<std::uint32_t>(i / g_runLength % settings.cpus);
         const std::uint64_t position = i / stride * stride + i % g_runLength * settings.cpus + cpu;
         const auto thread = static_cast<std::uint32_t>(random() % settings.threads);
-        const std::uint32_t pid = g_firstPid + thread;
+        const std::uint32_t pid = g_firstPid + thread % settings.processes;
+        const std::uint32_t tid = g_firstPid + thread;
         putHead(out, PERF_RECORD_SAMPLE, PERF_RECORD_MISC_USER, sizeof(perf_event_header) + sizeof(SampleBody));
-        out.put(SampleBody{addresses.next(random), pid, pid, g_firstTime + position * g_tick, g_eventId, cpu, 0,
+        out.put(SampleBody{addresses.next(random), pid, tid, g_firstTime + position * g_tick, g_eventId, cpu, 0,
                            g_period});
     }
     putHead(out, g_finishedRound, 0, sizeof(perf_event_header));
@@ -198,9 +200,11 @@ void generate(const Settings& settings)
     out.put(ids);
     header.data.offset = out.offset();
     for (std::uint32_t i = 0; i < settings.threads; ++i) {
-        putComm(out, g_firstPid + i);
-        putMapping(out, g_firstPid + i, g_programStart, "/opt/bench/program");
-        putMapping(out, g_firstPid + i, g_libraryStart, "/opt/bench/libshared.so");
+        putComm(out, g_firstPid + i % settings.processes, g_firstPid + i);
+    }
+    for (std::uint32_t pid = g_firstPid; pid < g_firstPid + settings.processes; ++pid) {
+        putMapping(out, pid, g_programStart, "/opt/bench/program");
+        putMapping(out, pid, g_libraryStart, "/opt/bench/libshared.so");
     }
     putSamples(out, settings);
     header.data.size = out.offset() - header.data.offset;
@@ -217,7 +221,10 @@ int main(int argc, char** argv)
     app.add_option("-o,--output", settings.output, "File to write")->required();
     app.add_option("--samples", settings.samples)->capture_default_str();
     app.add_option("--addresses", settings.addresses, "Distinct addresses")->capture_default_str();
-    app.add_option("--threads", settings.threads)->capture_default_str();
+    app.add_option("--processes", settings.processes)->check(CLI::PositiveNumber)->capture_default_str();
+    app.add_option("--threads", settings.threads, "Threads of all processes")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
     app.add_option("--cpus", settings.cpus)->capture_default_str();
     CLI11_PARSE(app, argc, argv);
     try {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <span>
 
 namespace samplefold::report {
 namespace {
@@ -79,7 +80,7 @@ std::string entriesSql(const GroupingSql& grouping, std::uint64_t limit, bool ro
                       ", sum(samples) AS samples, " + sumOf("total") + " AS count FROM named GROUP BY event_key" + names +
                       "), ranked AS (SELECT *, 100.0 * count / total(count) OVER (PARTITION BY event_key) AS percent, "
                       "row_number() OVER (PARTITION BY event_key ORDER BY count DESC, samples DESC" + names +
-                      ") AS place FROM summed) SELECT event" + names +
+                      ") AS place FROM summed) SELECT event_key, event" + names +
                       (rowsAreSamples ? ", samples" : "") + ", count, percent FROM ranked";
     if (limit != 0 && !columns.empty()) sql += " WHERE place <= " + std::to_string(limit);
     return sql + " ORDER BY event_key, place";
@@ -99,21 +100,23 @@ std::string percentText(const tb2::variant_t& value)
     return text;
 }
 
-/// One table per event; the event is the first column and the percentage the last.
+/// One table per event: its key is the first column, for events can share a name, its name the second, the
+/// percentage the last.
 void writeEntries(const SqlRows& entries, const ReportOptions& options, std::ostream& out)
 {
     const bool single = options.by == Grouping::event;
-    const std::size_t firstColumn = single ? 0 : 1;
+    const std::size_t firstColumn = single ? 1 : 2;
     const std::size_t percent = entries.names.size() - 1;
     for (std::size_t row = 0; row < entries.rows.size();) {
-        const std::string event = toText(entries.rows[row][0]);
+        const tb2::variant_t key = entries.rows[row][0];
+        const std::string event = toText(entries.rows[row][1]);
         TextTable table;
         for (std::size_t i = firstColumn; i < entries.names.size(); ++i) {
             const tb2::variant_t& sample = entries.rows[row][i];
             const bool isNumber = sample.is_integer() || i == percent;
             table.addColumn(entries.names[i], isNumber ? TextTable::Align::right : TextTable::Align::left);
         }
-        for (; row < entries.rows.size() && (single || toText(entries.rows[row][0]) == event); ++row) {
+        for (; row < entries.rows.size() && (single || entries.rows[row][0] == key); ++row) {
             std::vector<std::string> cells;
             for (std::size_t i = firstColumn; i < percent; ++i) cells.push_back(toText(entries.rows[row][i]));
             cells.push_back(percentText(entries.rows[row][percent]));
@@ -148,7 +151,10 @@ nlohmann::ordered_json reportToJson(rowvault1::IResult& result, const ReportOpti
     report["by"] = sqlOf(options.by).name;
     auto& list = report["entries"] = nlohmann::ordered_json::array();
     const SqlRows entries = readEntries(result, options);
-    for (const auto& row : entries.rows) list.push_back(rowToJson(entries.names, row));
+    const auto withoutKey = [](const auto& row) { return std::span(row).subspan(1); };
+    for (const auto& row : entries.rows) {
+        list.push_back(rowToJson(withoutKey(entries.names), withoutKey(row)));
+    }
     return report;
 }
 

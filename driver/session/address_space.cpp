@@ -69,13 +69,15 @@ void AddressSpace::apply(const Event& event)
     case Kind::inherit: applyInheritance(event.time); break;
     case Kind::unmap: {
         const auto [first, end] = m_active.equal_range(event.mapping.start);
-        for (auto it = first; it != end; ++it) m_map.values[it->second].unloadTime = event.time;
+        for (auto it = first; it != end; ++it) {
+            endEntry(it->second, event.time);
+            forgetLatest(it->second);
+        }
         m_active.erase(first, end);
-        m_latest.clear();
         break;
     }
     case Kind::unmapAll:
-        for (const auto& [start, entry] : m_active) m_map.values[entry].unloadTime = event.time;
+        for (const auto& [start, entry] : m_active) endEntry(entry, event.time);
         m_active.clear();
         m_latest.clear();
         break;
@@ -152,6 +154,19 @@ void AddressSpace::cutBack(std::uint64_t first, std::uint64_t last)
         }
         it = m_latest.upper_bound(std::max(old.low(), first));
     }
+}
+
+/// An entry of which nothing was left has ended already.
+void AddressSpace::endEntry(std::size_t entry, std::uint64_t time)
+{
+    SegInstInfo& info = m_map.values[entry];
+    if (info.unloadTime == never) info.unloadTime = time;
+}
+
+void AddressSpace::forgetLatest(std::size_t entry)
+{
+    const auto it = m_latest.find(m_map.values[entry].low());
+    if (it != m_latest.end() && it->second == entry) m_latest.erase(it);
 }
 
 } // namespace samplefold::session

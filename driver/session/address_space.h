@@ -81,6 +81,8 @@ private:
     void applyInheritance(std::uint64_t time);
     void add(samplefold_1::SegInstInfo info, const Origin& origin);
     void cutBack(std::uint64_t first, std::uint64_t last);
+    void endEntry(std::size_t entry, std::uint64_t time);
+    void forgetLatest(std::size_t entry);
 
     std::vector<Event> m_events;
     AddressSpace* m_parent = nullptr;

@@ -7,6 +7,7 @@
 #include "session/side_band_collector.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -82,8 +83,8 @@ protected:
         m_bytes = m_file.file();
         const auto recording = perfdata::Recording::fromBytes(m_bytes.span(), "test");
         ASSERT_FALSE(recording.fault()) << recording.fault()->text;
-        ModuleCatalog modules(db());
-        SideBandCollector(recording, processes, modules, quality).collect({});
+        m_modules.emplace(db());
+        SideBandCollector(recording, processes, *m_modules, quality).collect({});
     }
 
     /// Path of what a process has at an address and tick, "-" where nothing is.
@@ -118,6 +119,7 @@ private:
     perfdata::testing::AttrSpec m_event;
     perfdata::testing::PerfFileBuilder m_file;
     Bytes m_bytes;
+    std::optional<ModuleCatalog> m_modules; ///< holds the paths of the address spaces
 };
 
 } // namespace samplefold::session::testing

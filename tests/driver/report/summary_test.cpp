@@ -1,0 +1,94 @@
+#include "made_result.h"
+
+#include "report/summary.h"
+
+#include <sstream>
+
+namespace samplefold::report {
+namespace {
+
+using testing::number;
+using testing::text;
+
+class SummaryTest : public testing::MadeResultTest {
+protected:
+    std::string summary()
+    {
+        std::ostringstream out;
+        writeSummary(result(), out);
+        return out.str();
+    }
+    void addQuality(std::string_view reason, std::uint64_t count, std::string_view severity)
+    {
+        add("dd_quality", {{"reason", text(reason)},
+                           {"count", tb2::variant_t(count)},
+                           {"remedy", text("mend it")},
+                           {"severity", text(severity)}});
+    }
+    /// Whether the summary has this very line.
+    bool hasLine(const std::string& line)
+    {
+        return ("\n" + summary()).find("\n" + line + "\n") != std::string::npos;
+    }
+};
+
+TEST_F(SummaryTest, ANewResultSaysThatItIsIncomplete)
+{
+    EXPECT_TRUE(hasLine("state       incomplete")) << summary();
+    EXPECT_TRUE(hasLine("  nothing was lost, dropped or guessed")) << summary();
+}
+
+TEST_F(SummaryTest, WhatIsNotKnownHasNoLine)
+{
+    EXPECT_EQ(summary().find("host"), std::string::npos);
+    EXPECT_EQ(summary().find("damage"), std::string::npos);
+    result().setInfo("hostname", "box");
+    result().setInfo("input_fault", "byte 7: broken");
+    EXPECT_TRUE(hasLine("host        box")) << summary();
+    EXPECT_TRUE(hasLine("damage      byte 7: broken")) << summary();
+}
+
+TEST_F(SummaryTest, TimesAreSecondsWithNanoseconds)
+{
+    result().setInfo("ticks", "recorded");
+    result().setInfo("first_time", "5");
+    result().setInfo("last_time", "12345678901234567890");
+    EXPECT_TRUE(hasLine("time        0.000000005 s to 12345678901.234567890 s")) << summary();
+}
+
+TEST_F(SummaryTest, TextsOutOfAProfileCannotMoveTheCursor)
+{
+    result().setInfo("command_line", "perf record \x1b[2J\n-a");
+    EXPECT_TRUE(hasLine("command     perf record \\x1b[2J\\x0a-a")) << summary();
+}
+
+TEST_F(SummaryTest, QualityIsWorstFirstAndAddedUpOverLoads)
+{
+    addQuality("guessed", 500, "info");
+    addQuality("lost", 2, "data_loss");
+    addQuality("failed", 9, "error");
+    addQuality("lost", 3, "data_loss");
+    const std::string out = summary();
+    EXPECT_NE(out.find("Quality\n"
+                       "  count  severity   what     remedy\n"
+                       "      5  data_loss  lost     mend it\n"
+                       "      9  error      failed   mend it\n"
+                       "    500  info       guessed  mend it\n"),
+              std::string::npos)
+        << out;
+}
+
+TEST_F(SummaryTest, JsonHasTheSameFacts)
+{
+    result().setInfo("hostname", "box");
+    addQuality("lost", 2, "data_loss");
+    const auto json = summaryToJson(result());
+    EXPECT_EQ(json["summary"]["hostname"], "box");
+    EXPECT_EQ(json["summary"]["state"], "incomplete");
+    ASSERT_EQ(json["quality"].size(), 1U);
+    EXPECT_EQ(json["quality"][0]["count"], 2);
+    EXPECT_EQ(json["quality"][0]["reason"], "lost");
+}
+
+} // namespace
+} // namespace samplefold::report
