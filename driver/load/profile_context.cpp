@@ -8,7 +8,7 @@ using samplefold_1::ThreadInfo;
 
 ProfileContext::ProfileContext(rowvault1::IResult& result, bool storeEachSample,
                                std::uint64_t eventSlots)
-    : m_store(result), m_eventSlots(eventSlots)
+    : m_store(result), m_eventSlots(eventSlots), m_lastCommit(std::chrono::steady_clock::now())
 {
     m_instanceContainer = result.instanceContainer();
     // The band columns are set even when no bands are written: every thread sizes its columns by them.
@@ -71,7 +71,17 @@ void ProfileContext::flushBatch()
 {
     m_bucketPass.run(m_threadContexts, m_sampleAttributes, m_linkCallsiteParents);
     flushData();
+    commitNowAndThen();
+}
+
+/// A commit waits for the writer, so that it is no matter for every batch. A store that has failed is asked
+/// at once, which tells why.
+void ProfileContext::commitNowAndThen()
+{
+    const auto now = std::chrono::steady_clock::now();
+    if (now - m_lastCommit < commitInterval && m_store.failure().empty()) return;
     m_store.commitPoint();
+    m_lastCommit = now;
 }
 
 void ProfileContext::repackAttributesForCurrentlyProcessedSamples()

@@ -7,6 +7,7 @@
 
 #include <rowvault1/result.h>
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -17,10 +18,12 @@ namespace samplefold::load {
 
 /// The driver's context: options from the store and the command, threads, and the batches. After every
 /// batchSize samples it sorts the attributes into buckets, flushes, and empties the arrays, so that memory
-/// does not grow with the input. Loading thread only.
+/// does not grow with the input. What a load that is killed leaves behind is at most commitInterval old.
+/// Loading thread only.
 class ProfileContext : public samplefold_1::LoaderContext {
 public:
     static constexpr std::size_t batchSize = std::size_t{1} << 16;
+    static constexpr std::chrono::seconds commitInterval{1};
 
     /// Opens the result for loading with call stacks off. `result` stays open until this object is gone.
     ProfileContext(rowvault1::IResult& result, bool storeEachSample, std::uint64_t eventSlots);
@@ -47,11 +50,13 @@ private:
 
     void readSegmentInstances(rowvault1::IDatabase& db);
     void flushBatch();
+    void commitNowAndThen();
     void repackAttributesForCurrentlyProcessedSamples() override;
 
     rowvault1::IResult& m_store;
     std::uint64_t m_eventSlots;
     BucketPass m_bucketPass;
+    std::chrono::steady_clock::time_point m_lastCommit;
     std::size_t m_carriedOver = 0; ///< attributes of open samples in an otherwise emptied array
     std::map<instance_key_t, samplefold_1::Index> m_instances; ///< by segment, address, process, tick
     std::vector<std::unique_ptr<samplefold_1::ThreadInfo>> m_threads;
