@@ -1,5 +1,6 @@
-// Writes a perf.data file of any size for benchmarks: system-wide samples of several threads on several CPUs
-// over two modules, in the layout that `perf record -a` gives, records of a CPU in runs, rounds marked.
+// Writes a perf.data file of any size for benchmarks: system-wide samples of several threads on
+// several CPUs over two modules, in the layout that `perf record -a` gives, records of a CPU in
+// runs, rounds marked.
 
 #include <CLI/CLI.hpp>
 #include <linux/perf_event.h>
@@ -24,8 +25,8 @@ struct Settings {
     std::uint32_t cpus = 2;
 };
 
-constexpr std::uint64_t g_sampleType = PERF_SAMPLE_IP | PERF_SAMPLE_TID | PERF_SAMPLE_TIME | PERF_SAMPLE_ID |
-                                       PERF_SAMPLE_CPU | PERF_SAMPLE_PERIOD;
+constexpr std::uint64_t g_sampleType = PERF_SAMPLE_IP | PERF_SAMPLE_TID | PERF_SAMPLE_TIME |
+                                       PERF_SAMPLE_ID | PERF_SAMPLE_CPU | PERF_SAMPLE_PERIOD;
 constexpr std::uint64_t g_eventId = 7;
 constexpr std::uint64_t g_period = 1'000'000;
 constexpr std::uint64_t g_firstTime = 1'000'000'000;
@@ -53,7 +54,8 @@ public:
     }
     void putBytes(const void* bytes, std::size_t size)
     {
-        if (std::fwrite(bytes, 1, size, m_file.get()) != size) throw std::runtime_error("write failed");
+        if (std::fwrite(bytes, 1, size, m_file.get()) != size)
+            throw std::runtime_error("write failed");
         m_offset += size;
     }
     /// Text, NUL and zeros up to a multiple of eight.
@@ -64,7 +66,10 @@ public:
         putBytes(padded.data(), padded.size());
     }
     static std::size_t textBytes(const std::string& text) { return (text.size() / 8 + 1) * 8; }
-    void seek(std::uint64_t offset) { std::fseek(m_file.get(), static_cast<long>(offset), SEEK_SET); }
+    void seek(std::uint64_t offset)
+    {
+        std::fseek(m_file.get(), static_cast<long>(offset), SEEK_SET);
+    }
     std::uint64_t offset() const { return m_offset; }
 
 private:
@@ -136,7 +141,8 @@ void putMapping(Writer& out, std::uint32_t pid, std::uint64_t start, const std::
 void putComm(Writer& out, std::uint32_t pid, std::uint32_t tid)
 {
     const std::string name = "worker-" + std::to_string(tid);
-    putHead(out, PERF_RECORD_COMM, 0, sizeof(perf_event_header) + 8 + Writer::textBytes(name) + sizeof(Trailer));
+    putHead(out, PERF_RECORD_COMM, 0,
+            sizeof(perf_event_header) + 8 + Writer::textBytes(name) + sizeof(Trailer));
     out.put(pid);
     out.put(tid);
     out.putText(name);
@@ -175,15 +181,17 @@ void putSamples(Writer& out, const Settings& settings)
     Addresses addresses(settings.addresses);
     const std::uint64_t stride = g_runLength * settings.cpus;
     for (std::uint64_t i = 0; i < settings.samples; ++i) {
-        if (i % g_roundLength == 0 && i != 0) putHead(out, g_finishedRound, 0, sizeof(perf_event_header));
+        if (i % g_roundLength == 0 && i != 0)
+            putHead(out, g_finishedRound, 0, sizeof(perf_event_header));
         const auto cpu = static_cast<std::uint32_t>(i / g_runLength % settings.cpus);
         const std::uint64_t position = i / stride * stride + i % g_runLength * settings.cpus + cpu;
         const auto thread = static_cast<std::uint32_t>(random() % settings.threads);
         const std::uint32_t pid = g_firstPid + thread % settings.processes;
         const std::uint32_t tid = g_firstPid + thread;
-        putHead(out, PERF_RECORD_SAMPLE, PERF_RECORD_MISC_USER, sizeof(perf_event_header) + sizeof(SampleBody));
-        out.put(SampleBody{addresses.next(random), pid, tid, g_firstTime + position * g_tick, g_eventId, cpu, 0,
-                           g_period});
+        putHead(out, PERF_RECORD_SAMPLE, PERF_RECORD_MISC_USER,
+                sizeof(perf_event_header) + sizeof(SampleBody));
+        out.put(SampleBody{addresses.next(random), pid, tid, g_firstTime + position * g_tick,
+                           g_eventId, cpu, 0, g_period});
     }
     putHead(out, g_finishedRound, 0, sizeof(perf_event_header));
 }
@@ -221,7 +229,9 @@ int main(int argc, char** argv)
     app.add_option("-o,--output", settings.output, "File to write")->required();
     app.add_option("--samples", settings.samples)->capture_default_str();
     app.add_option("--addresses", settings.addresses, "Distinct addresses")->capture_default_str();
-    app.add_option("--processes", settings.processes)->check(CLI::PositiveNumber)->capture_default_str();
+    app.add_option("--processes", settings.processes)
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
     app.add_option("--threads", settings.threads, "Threads of all processes")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();

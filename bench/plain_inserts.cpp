@@ -1,6 +1,6 @@
-// The floor of a load: writes the rows of a loaded result again, all tables, by plain prepared inserts in one
-// transaction into a fresh database with SQLite's defaults, and prints the seconds that this took. The rows are
-// read into memory before the clock starts.
+// The floor of a load: writes the rows of a loaded result again, all tables, by plain prepared
+// inserts in one transaction into a fresh database with SQLite's defaults, and prints the seconds
+// that this took. The rows are read into memory before the clock starts.
 
 #include <sqlite3.h>
 
@@ -56,10 +56,14 @@ private:
 Value columnValue(sqlite3_stmt* row, int column)
 {
     switch (sqlite3_column_type(row, column)) {
-    case SQLITE_INTEGER: return std::int64_t{sqlite3_column_int64(row, column)};
-    case SQLITE_FLOAT: return sqlite3_column_double(row, column);
-    case SQLITE_NULL: return std::monostate{};
-    default: break;
+    case SQLITE_INTEGER:
+        return std::int64_t{sqlite3_column_int64(row, column)};
+    case SQLITE_FLOAT:
+        return sqlite3_column_double(row, column);
+    case SQLITE_NULL:
+        return std::monostate{};
+    default:
+        break;
     }
     const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(row, column));
     return std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(row, column)));
@@ -72,7 +76,8 @@ void bind(sqlite3_stmt* statement, int parameter, const Value& value)
     } else if (const auto* const real = std::get_if<double>(&value)) {
         sqlite3_bind_double(statement, parameter, *real);
     } else if (const auto* const text = std::get_if<std::string>(&value)) {
-        sqlite3_bind_text(statement, parameter, text->data(), static_cast<int>(text->size()), SQLITE_STATIC);
+        sqlite3_bind_text(statement, parameter, text->data(), static_cast<int>(text->size()),
+                          SQLITE_STATIC);
     } else {
         sqlite3_bind_null(statement, parameter);
     }
@@ -84,10 +89,13 @@ std::vector<Table> readTables(const std::string& path)
     check(sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY, nullptr), db, path);
     std::vector<Table> tables;
     {
-        Statement list(db, "SELECT name, sql FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite_%'");
+        Statement list(db, "SELECT name, sql FROM sqlite_schema WHERE type = 'table' AND name NOT "
+                           "LIKE 'sqlite_%'");
         while (list.step()) {
             tables.push_back({std::get<std::string>(columnValue(list.get(), 0)),
-                              std::get<std::string>(columnValue(list.get(), 1)), 0, {}});
+                              std::get<std::string>(columnValue(list.get(), 1)),
+                              0,
+                              {}});
         }
         for (Table& table : tables) {
             Statement rows(db, "SELECT * FROM \"" + table.name + "\"");
@@ -106,7 +114,8 @@ std::vector<Table> readTables(const std::string& path)
 std::size_t insertRows(sqlite3* db, const Table& table)
 {
     std::string places = "?";
-    for (std::size_t i = 1; i < table.columns; ++i) places += ", ?";
+    for (std::size_t i = 1; i < table.columns; ++i)
+        places += ", ?";
     Statement insert(db, "INSERT INTO \"" + table.name + "\" VALUES (" + places + ")");
     const std::size_t rows = table.values.size() / table.columns;
     for (std::size_t row = 0; row < rows; ++row) {
@@ -126,10 +135,12 @@ void run(const std::string& from, const std::string& to)
     const auto start = std::chrono::steady_clock::now();
     sqlite3* db = nullptr;
     check(sqlite3_open(to.c_str(), &db), db, to);
-    for (const Table& table : tables) check(sqlite3_exec(db, table.sql.c_str(), nullptr, nullptr, nullptr), db, table.sql);
+    for (const Table& table : tables)
+        check(sqlite3_exec(db, table.sql.c_str(), nullptr, nullptr, nullptr), db, table.sql);
     std::size_t rows = 0;
     check(sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr), db, "BEGIN");
-    for (const Table& table : tables) rows += insertRows(db, table);
+    for (const Table& table : tables)
+        rows += insertRows(db, table);
     check(sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr), db, "COMMIT");
     sqlite3_close(db);
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;

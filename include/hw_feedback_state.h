@@ -4,7 +4,8 @@
 
 namespace samplefold_1 {
 
-/// The open band of one CPU in the hardware feedback data. Ticks are those of the samples, both included.
+/// The open band of one CPU in the hardware feedback data. Ticks are those of the samples, both
+/// included.
 struct cpu_cfbi_last_state {
     std::uint8_t classId = 255; ///< class of the band; 255 is invalid
     std::int32_t feedbackValue = 0;

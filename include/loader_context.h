@@ -31,62 +31,72 @@ struct EventInfo {
     std::string unit;
 };
 
-/// The object at the centre of a load: store handles, the two sample arrays, the buckets of distinct
-/// attributes. A driver subclasses it, fills the option members, and streams samples into it:
+/// The object at the centre of a load: store handles, the two sample arrays, the buckets of
+/// distinct attributes. A driver subclasses it, fills the option members, and streams samples into
+/// it:
 ///
 ///   1. construct, set the options below, setDb, setResult, initAttributeCaches(256);
 ///   2. per sample: addpmuSampleAttribute, then ThreadInfo::addSample with the pointer it returned;
-///   3. now and then: the bucket pass over m_threadContexts, then flushData, whose last step lets the
+///   3. now and then: the bucket pass over m_threadContexts, then flushData, whose last step lets
+///   the
 ///      subclass empty the arrays (repackAttributesForCurrentlyProcessedSamples);
-///   4. at the end: the bucket pass and flushData once more, then ThreadInfo::finish for every thread.
+///   4. at the end: the bucket pass and flushData once more, then ThreadInfo::finish for every
+///   thread.
 ///      Threads are destroyed before the context.
 ///
 /// Thread rules: one loading thread drives it; no operation takes a lock.
 class SAMPLEFOLD_1_API LoaderContext {
 public:
-    /// Reads the environment variable KESTREL_LOAD_INSTANCE_DATA_TO_SQLITE: any non-empty value makes
-    /// every stored sample go to the sample band table as well.
+    /// Reads the environment variable KESTREL_LOAD_INSTANCE_DATA_TO_SQLITE: any non-empty value
+    /// makes every stored sample go to the sample band table as well.
     LoaderContext();
     virtual ~LoaderContext();
     LoaderContext(const LoaderContext&) = delete;
     LoaderContext& operator=(const LoaderContext&) = delete;
 
-    /// Takes the database and opens the tables that the context writes; `db` must be live. Tables of the
-    /// hardware feedback may be missing.
+    /// Takes the database and opens the tables that the context writes; `db` must be live. Tables
+    /// of the hardware feedback may be missing.
     void setDb(const tb2::sptr_t<rowvault1::IDatabase>& db);
     void setResult(const tb2::sptr_t<rowvault1::IPerfDatabase>& result);
     const tb2::sptr_t<rowvault1::IDatabase>& getDb() const noexcept { return m_db; }
 
-    /// Copies an interval to the sample array; the address returned stays until the array is emptied.
+    /// Copies an interval to the sample array; the address returned stays until the array is
+    /// emptied.
     pmu_data_t* addPmuData(const pmu_data_t& data) { return m_pmuData.push(data); }
 
-    /// Copies an attribute to the attribute array and notes its number in its bucket. The address returned
-    /// stays until the array is emptied. The buckets must exist (initAttributeCaches); this is not checked.
+    /// Copies an attribute to the attribute array and notes its number in its bucket. The address
+    /// returned stays until the array is emptied. The buckets must exist (initAttributeCaches);
+    /// this is not checked.
     pmu_sample_attribute_t* addpmuSampleAttribute(const pmu_sample_attribute_t& attr);
 
-    /// Makes `bucketCount` buckets (256, attributeBuckets) and fills them from the dd_sample rows that the
-    /// result holds, so that equal attributes reuse their rows. A failed reload is logged and leaves the
-    /// caches as far as they were filled. Once per context, before the first attribute.
+    /// Makes `bucketCount` buckets (256, attributeBuckets) and fills them from the dd_sample rows
+    /// that the result holds, so that equal attributes reuse their rows. A failed reload is logged
+    /// and leaves the caches as far as they were filled. Once per context, before the first
+    /// attribute.
     void initAttributeCaches(std::uint64_t bucketCount);
     /// The reload on its own; rows that are cached already change nothing.
     void loadSampleAttributeCacheFromDB();
 
-    /// Writes new attributes, bucket by bucket, and then every closed interval as an instance row (and a
-    /// band, where those are on) or into its thread's aggregator, in the order of their closing. The bucket
-    /// pass must have run. Ends with repackAttributesForCurrentlyProcessedSamples; the arrays are otherwise
-    /// left as they are, so that a subclass that does not empty them must not call this twice.
+    /// Writes new attributes, bucket by bucket, and then every closed interval as an instance row
+    /// (and a band, where those are on) or into its thread's aggregator, in the order of their
+    /// closing. The bucket pass must have run. Ends with
+    /// repackAttributesForCurrentlyProcessedSamples; the arrays are otherwise left as they are, so
+    /// that a subclass that does not empty them must not call this twice.
     void flushData();
 
-    /// Adds a mapping of a module segment in a process and returns its key. `address` is the mapping's
-    /// first address, `extra` the tick at which it was loaded (u64), or null when that is not known.
+    /// Adds a mapping of a module segment in a process and returns its key. `address` is the
+    /// mapping's first address, `extra` the tick at which it was loaded (u64), or null when that is
+    /// not known.
     Index addSegmentInstance(Index moduleSegment, std::uint64_t address, Index process,
                              const tb2::variant_t& extra);
-    /// Adds a placeholder for an address in no known module and returns its key. A new row on every call.
+    /// Adds a placeholder for an address in no known module and returns its key. A new row on every
+    /// call.
     Index getBogusSegmentInstance(Index process);
 
 protected:
-    /// Called last by flushData. A subclass overrides it to empty m_pmuData and m_sampleAttributes, with
-    /// the open samples carried over by ThreadInfo::getCopyOfLastSamples and setLastSamplesFromCopy.
+    /// Called last by flushData. A subclass overrides it to empty m_pmuData and m_sampleAttributes,
+    /// with the open samples carried over by ThreadInfo::getCopyOfLastSamples and
+    /// setLastSamplesFromCopy.
     virtual void repackAttributesForCurrentlyProcessedSamples() {}
 
     using attribute_table_t = tb2::sptr_t<rowvault1::IAttributeTable>;
@@ -96,7 +106,8 @@ protected:
     template <class Key, class Value>
     using concurrent_map_t = oneapi::tbb::concurrent_hash_map<Key, Value, HashCompare<Key>>;
 
-    // Options are those that a comment calls so; the subclass writes them before the first thread is made.
+    // Options are those that a comment calls so; the subclass writes them before the first thread
+    // is made.
     SampleThinnerByEventType m_sampleThinner;
     std::uint64_t m_thinnerState = 0;
     attribute_table_t m_segmentInstanceTable;
@@ -118,11 +129,11 @@ protected:
     attribute_table_t m_ddCodeLocationTable;
     std::string m_jitDataPath;
     band_table_t<rowvault1::aggregated_band_obj_t> m_sampleBandTable; ///< option: where bands go
-    std::uint16_t m_rateBandField = rowvault1::InvalidColIdx;         ///< option: its custom columns
-    std::uint16_t m_nextAttrBandField = rowvault1::InvalidColIdx;     ///< option
+    std::uint16_t m_rateBandField = rowvault1::InvalidColIdx;     ///< option: its custom columns
+    std::uint16_t m_nextAttrBandField = rowvault1::InvalidColIdx; ///< option
     tb2::sptr_t<rowvault1::IInstanceDataContainer> m_instanceContainer; ///< option: where rows go
-    /// Option. True: call stacks are on, attributes carry a callsite. False: attributes carry a code
-    /// location, and one callsite row is made per location.
+    /// Option. True: call stacks are on, attributes carry a callsite. False: attributes carry a
+    /// code location, and one callsite row is made per location.
     bool m_linkCallsiteParents = true;
     bool m_storeEachSample = true; ///< option: a row per sample, or sums per thread and attribute
     bool m_loadInstanceDataToSqlite = false;
@@ -140,7 +151,8 @@ protected:
     std::map<std::int32_t, std::uint64_t> m_threadLastCpu;
     tb2::sptr_t<rowvault1::IDatabase> m_db;
     tb2::sptr_t<rowvault1::IPerfDatabase> m_result;
-    /// Options: a non-empty tag makes the first interval of a slot begin A times B ticks before its sample.
+    /// Options: a non-empty tag makes the first interval of a slot begin A times B ticks before its
+    /// sample.
     std::string m_firstIntervalTag;
     double m_firstIntervalFactorA = 0.0;
     double m_firstIntervalFactorB = 0.0;

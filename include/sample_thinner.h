@@ -5,8 +5,8 @@
 
 namespace samplefold_1 {
 
-/// State that a driver keeps for thinning the samples of an event type. The library owns it and calls
-/// nothing on it; what the maps and words mean is the driver's.
+/// State that a driver keeps for thinning the samples of an event type. The library owns it and
+/// calls nothing on it; what the maps and words mean is the driver's.
 struct SampleThinner {
     std::map<std::uint64_t, std::uint64_t> m_first;
     std::map<std::uint64_t, std::uint64_t> m_second;

@@ -14,54 +14,59 @@ namespace samplefold_1 {
 
 class LoaderContext;
 
-/// Turns the point samples of one thread into intervals. The newest sample of each event slot stays open
-/// here until the next one tells how long it lasted; closed intervals go to the context's array.
+/// Turns the point samples of one thread into intervals. The newest sample of each event slot stays
+/// open here until the next one tells how long it lasted; closed intervals go to the context's
+/// array.
 ///
-/// An event slot is a small number of the caller's; samples of one slot follow each other in time. All
-/// ticks are those of the caller's clock; a tick of 0 is no tick, see addSample.
-/// Thread rules: loading thread only. Closed intervals point at this object and at its open samples, so it
-/// never moves, and it outlives every flush of its samples. The context outlives it.
+/// An event slot is a small number of the caller's; samples of one slot follow each other in time.
+/// All ticks are those of the caller's clock; a tick of 0 is no tick, see addSample. Thread rules:
+/// loading thread only. Closed intervals point at this object and at its open samples, so it never
+/// moves, and it outlives every flush of its samples. The context outlives it.
 class SAMPLEFOLD_1_API ThreadInfo {
 public:
     /// A thread whose ticks are not known yet. `bandKey` owns its bands, `threadKey` is its row;
     /// `storeEachSample` false adds the open samples up at `finish`. Needs a live context.
-    ThreadInfo(LoaderContext* context, Index bandKey, std::uint64_t eventSlots, bool storeEachSample,
-               Index threadKey);
+    ThreadInfo(LoaderContext* context, Index bandKey, std::uint64_t eventSlots,
+               bool storeEachSample, Index threadKey);
     /// A thread with known first and last ticks. Mind the order: the thread's key comes first here.
     ThreadInfo(LoaderContext* context, Index threadKey, Index bandKey, std::uint64_t firstTsc,
                std::uint64_t lastTsc, bool storeEachSample);
     ThreadInfo(const ThreadInfo&) = delete;
     ThreadInfo& operator=(const ThreadInfo&) = delete;
 
-    /// Changes the owner of the aggregated bands that `finish` writes. The bands of single samples keep the
-    /// owner given at construction.
+    /// Changes the owner of the aggregated bands that `finish` writes. The bands of single samples
+    /// keep the owner given at construction.
     void setBandKey(Index key) { m_bandKey = key; }
 
-    /// A sample at a moment: closes the open sample of the slot and becomes the open one. `attr` comes
-    /// from LoaderContext::addpmuSampleAttribute. The count is `value` times `scale` when `scaleGate` is
-    /// above zero and `applyScale` is set, else `value`. A tick at or before the last one is taken, its
-    /// interval has the rate 0.0; a first tick of 0 leaves the slot without a sample. `eventSlots` is not used.
+    /// A sample at a moment: closes the open sample of the slot and becomes the open one. `attr`
+    /// comes from LoaderContext::addpmuSampleAttribute. The count is `value` times `scale` when
+    /// `scaleGate` is above zero and `applyScale` is set, else `value`. A tick at or before the
+    /// last one is taken, its interval has the rate 0.0; a first tick of 0 leaves the slot without
+    /// a sample. `eventSlots` is not used.
     void addSample(std::uint64_t tsc, pmu_sample_attribute_t* attr, std::int64_t value,
                    std::int64_t scaleGate, std::int64_t scale, bool applyScale,
                    std::int32_t eventSlot, std::uint64_t eventSlots);
 
-    /// A group of counts for one explicit interval, from `prevTsc` + 1 (or `tsc` when `prevTsc` is 0) to
-    /// `tsc`: a closed interval each, except for the position `skipIndex`. `attrs` has at least as many
-    /// elements as `values`. These intervals are in no chain and leave the open samples alone.
+    /// A group of counts for one explicit interval, from `prevTsc` + 1 (or `tsc` when `prevTsc` is
+    /// 0) to `tsc`: a closed interval each, except for the position `skipIndex`. `attrs` has at
+    /// least as many elements as `values`. These intervals are in no chain and leave the open
+    /// samples alone.
     void addSample(std::uint64_t prevTsc, std::uint64_t tsc,
                    std::vector<pmu_sample_attribute_t*>& attrs, std::vector<std::int64_t>& values,
                    std::uint64_t skipIndex);
 
-    /// Ends the thread: writes the open samples as rows (and bands, where those are on), or the sums of
-    /// the aggregator at ticks from `tsc` on. The open samples stay; a second call writes them again. All
-    /// attributes must have been flushed. A missing record fires "target", a refused row "res".
+    /// Ends the thread: writes the open samples as rows (and bands, where those are on), or the
+    /// sums of the aggregator at ticks from `tsc` on. The open samples stay; a second call writes
+    /// them again. All attributes must have been flushed. A missing record fires "target", a
+    /// refused row "res".
     void finish(std::uint64_t tsc);
 
-    /// Copies the attributes of the open samples to `attributes`, by event slot, ahead of an emptying of
-    /// the context's arrays. The vector gets one element more than the highest slot.
+    /// Copies the attributes of the open samples to `attributes`, by event slot, ahead of an
+    /// emptying of the context's arrays. The vector gets one element more than the highest slot.
     void getCopyOfLastSamples(std::vector<pmu_sample_attribute_t>& attributes) const;
-    /// Enters the copies into the emptied attribute array, lets the open samples point at them, and starts
-    /// the chains of closed intervals anew. Fires "attributes.size() == size" on a vector of another size.
+    /// Enters the copies into the emptied attribute array, lets the open samples point at them, and
+    /// starts the chains of closed intervals anew. Fires "attributes.size() == size" on a vector of
+    /// another size.
     void setLastSamplesFromCopy(std::vector<pmu_sample_attribute_t>& attributes);
 
     std::uint64_t firstTsc() const noexcept { return m_firstTsc; }

@@ -35,15 +35,18 @@ void runLoad(Settings& settings, int& exitCode)
 void addLoadCommand(CLI::App& app, int& exitCode)
 {
     const auto settings = std::make_shared<Settings>();
-    CLI::App* const command = app.add_subcommand("load", "Load a perf.data recording into a result");
-    command->add_option("INPUT", settings->load.input, "perf.data file, or - for standard input")->required();
+    CLI::App* const command =
+        app.add_subcommand("load", "Load a perf.data recording into a result");
+    command->add_option("INPUT", settings->load.input, "perf.data file, or - for standard input")
+        ->required();
     command->add_option("-o,--output", settings->load.result, "Folder of the result")
         ->required()
         ->type_name("RESULT");
     command->add_flag("--append", settings->load.append, "Load into an existing result");
     command
         ->add_option("--store-each-sample", settings->storeEach,
-                     "on: a row per sample; off: one row per thread and attribute with the sum of the counts")
+                     "on: a row per sample; off: one row per thread and attribute with the sum of "
+                     "the counts")
         ->check(CLI::IsMember({"on", "off"}))
         ->capture_default_str();
     command->callback([settings, &exitCode] { runLoad(*settings, exitCode); });

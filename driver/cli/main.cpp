@@ -16,10 +16,14 @@ constexpr const char* g_footer =
     "  samplefold load perf.data -o result\n"
     "  samplefold report result --by module\n"
     "  samplefold sql result \"SELECT module, count(*) FROM samples GROUP BY module\"\n"
-    "Exit status: 0 done, 1 the input or result did not allow it (what could be read is kept), 2 wrong usage.";
+    "Exit status: 0 done, 1 the input or result did not allow it (what could be read is kept), 2 "
+    "wrong usage.";
 
 /// The first line of a text: messages are one line whatever a library puts into them.
-std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
+std::string firstLine(const std::string& text)
+{
+    return text.substr(0, text.find('\n'));
+}
 
 } // namespace
 

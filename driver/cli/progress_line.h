@@ -6,8 +6,8 @@
 
 namespace samplefold::cli {
 
-/// A line on standard error that tells how far a long step is, where that is a terminal, and nothing
-/// elsewhere. It is redrawn a few times a second at most and wiped at the end. One thread.
+/// A line on standard error that tells how far a long step is, where that is a terminal, and
+/// nothing elsewhere. It is redrawn a few times a second at most and wiped at the end. One thread.
 class ProgressLine {
 public:
     ProgressLine();

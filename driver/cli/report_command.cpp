@@ -21,7 +21,8 @@ struct Settings {
 std::vector<std::string> groupingNames()
 {
     std::vector<std::string> names;
-    for (const auto& [name, grouping] : report::groupings()) names.push_back(name);
+    for (const auto& [name, grouping] : report::groupings())
+        names.push_back(name);
     return names;
 }
 
@@ -50,8 +51,8 @@ void runReport(Settings& settings)
 void addReportCommand(CLI::App& app)
 {
     const auto settings = std::make_shared<Settings>();
-    CLI::App* const command =
-        app.add_subcommand("report", "Show what a result holds: summary, quality, top entries by event");
+    CLI::App* const command = app.add_subcommand(
+        "report", "Show what a result holds: summary, quality, top entries by event");
     command->add_option("RESULT", settings->result, "Folder of the result")->required();
     command->add_option("--by", settings->by, "What samples are grouped by")
         ->transform(CLI::IsMember(groupingNames(), CLI::ignore_case))

@@ -17,7 +17,10 @@ constexpr std::size_t g_blockBytes = std::size_t{1} << 20;
 
 class File {
 public:
-    explicit File(const std::string& path) : m_descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+    explicit File(const std::string& path)
+        : m_descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC))
+    {
+    }
     File(const File&) = delete;
     File& operator=(const File&) = delete;
     ~File()
@@ -27,7 +30,7 @@ public:
 
     bool isRegular() const
     {
-        struct stat status{};
+        struct stat status {};
         return m_descriptor >= 0 && ::fstat(m_descriptor, &status) == 0 && S_ISREG(status.st_mode);
     }
     ssize_t read(std::vector<char>& block) const
@@ -57,7 +60,7 @@ std::string inputChecksum(const std::string& path)
     const File file(path);
     if (path == "-" || !file.isRegular()) return {};
     const std::unique_ptr<XXH3_state_t, decltype(&XXH3_freeState)> state(XXH3_createState(),
-                                                                        &XXH3_freeState);
+                                                                         &XXH3_freeState);
     XXH3_128bits_reset(state.get());
     std::vector<char> block(g_blockBytes);
     for (;;) {

@@ -28,12 +28,13 @@ perfdata::ProgressHook progressOf(const LoadProgress& progress, const char* step
     };
 }
 
-/// A result is of one mode for good: rows of another would not fit what is there. One whose load was
-/// stopped is not added to, since it would look complete afterwards.
+/// A result is of one mode for good: rows of another would not fit what is there. One whose load
+/// was stopped is not added to, since it would look complete afterwards.
 void checkMode(rowvault1::IResult& store, const LoadOptions& options)
 {
     if (options.append && store.info("state") != "complete") {
-        throw LoadError(options.result + ": is incomplete, an earlier load was stopped: load into a new result");
+        throw LoadError(options.result +
+                        ": is incomplete, an earlier load was stopped: load into a new result");
     }
     const std::string stacks = store.info("stacks");
     if (!stacks.empty() && stacks != g_stacksOff) {
@@ -57,8 +58,8 @@ void addInfo(rowvault1::IResult& store, const char* key, std::uint64_t more)
     store.setInfo(key, std::to_string(total + more));
 }
 
-/// Facts of the load and of the machine of the recording, for the load_info view; what the recording does
-/// not tell has no key.
+/// Facts of the load and of the machine of the recording, for the load_info view; what the
+/// recording does not tell has no key.
 void storeInfo(rowvault1::IResult& store, const Recording& recording, const LoadOptions& options)
 {
     const perfdata::Features& features = recording.features();
@@ -120,8 +121,8 @@ struct StoredSamples {
     std::uint64_t counts = 0; ///< their sum; wraps
 };
 
-/// One pass over the rows only where the counts are wanted. The halves of the counts are added up apart,
-/// since SQLite's sum refuses to overflow.
+/// One pass over the rows only where the counts are wanted. The halves of the counts are added up
+/// apart, since SQLite's sum refuses to overflow.
 StoredSamples readStoredSamples(rowvault1::IResult& store, bool withCounts)
 {
     struct Reader final : rowvault1::ISqlReader {
@@ -134,22 +135,25 @@ StoredSamples readStoredSamples(rowvault1::IResult& store, bool withCounts)
         }
         StoredSamples stored;
     } reader;
-    rowvault1::readSql(store,
-                       withCounts ? "SELECT count(*), sum(count >> 32), sum(count & 4294967295) FROM sample_instance"
-                                  : "SELECT count(*), 0, 0 FROM sample_instance",
-                       reader);
+    rowvault1::readSql(
+        store,
+        withCounts
+            ? "SELECT count(*), sum(count >> 32), sum(count & 4294967295) FROM sample_instance"
+            : "SELECT count(*), 0, 0 FROM sample_instance",
+        reader);
     return reader.stored;
 }
 
-/// Every sample of the input is a row or a drop that was counted; anything else is a defect of the load.
-/// Where samples are added up, the sums of their counts are compared instead of the rows.
+/// Every sample of the input is a row or a drop that was counted; anything else is a defect of the
+/// load. Where samples are added up, the sums of their counts are compared instead of the rows.
 void balance(const SampleBooks& books, const LoadReport& report, const LoadOptions& options,
              std::uint64_t storedSum)
 {
     const bool rowsFit =
         options.storeEachSample ? report.rows == books.added : storedSum == books.countSum;
     if (rowsFit && books.added + report.dropped == report.samples) return;
-    throw LoadError(options.result + ": the books do not balance: " + std::to_string(report.samples) +
+    throw LoadError(options.result +
+                    ": the books do not balance: " + std::to_string(report.samples) +
                     " samples in the input, " + std::to_string(books.added) + " taken, " +
                     std::to_string(report.rows) + " rows, " + std::to_string(report.dropped) +
                     " counted drops, counts " + std::to_string(books.countSum) + " read and " +
@@ -234,7 +238,8 @@ void Load::loadSamples(session::QualityLog& quality, LoadReport& report)
     session::AttributeRows attributes(db, m_recording);
 
     ProfileContext context(*m_store, m_options.storeEachSample, m_recording.events().size());
-    SampleLoader samples(m_recording, {processes, modules, processRows, attributes, quality}, context);
+    SampleLoader samples(m_recording, {processes, modules, processRows, attributes, quality},
+                         context);
     perfdata::DeliveryOptions delivery;
     delivery.filter = perfdata::Deliver::Samples;
     delivery.progress = progressOf(m_progress, "samples");

@@ -18,9 +18,9 @@ struct LoadOptions {
 
 /// What a load did.
 struct LoadReport {
-    std::uint64_t samples = 0;  ///< sample records in the input, group members included
-    std::uint64_t rows = 0;     ///< sample rows written
-    std::uint64_t dropped = 0;  ///< samples that became no row, each counted by reason
+    std::uint64_t samples = 0; ///< sample records in the input, group members included
+    std::uint64_t rows = 0;    ///< sample rows written
+    std::uint64_t dropped = 0; ///< samples that became no row, each counted by reason
     std::string databasePath;
     std::string fault; ///< one line where the input is damaged; empty when all of it was read
 };
@@ -34,10 +34,10 @@ public:
 /// Which step a load is at, with bytes done and in total.
 using LoadProgress = std::function<void(const char* step, std::uint64_t done, std::uint64_t total)>;
 
-/// Loads a recording into a result and checks the books: every sample of the input is a row or a counted
-/// drop. A damaged input is loaded up to the damage (LoadReport::fault). Throws perfdata::ReadError,
-/// rowvault1::StoreError or LoadError; a result that was begun stays, readable and marked incomplete.
-/// One load at a time in a process.
+/// Loads a recording into a result and checks the books: every sample of the input is a row or a
+/// counted drop. A damaged input is loaded up to the damage (LoadReport::fault). Throws
+/// perfdata::ReadError, rowvault1::StoreError or LoadError; a result that was begun stays, readable
+/// and marked incomplete. One load at a time in a process.
 LoadReport loadProfile(const LoadOptions& options, const LoadProgress& progress);
 
 } // namespace samplefold::load

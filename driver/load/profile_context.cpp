@@ -11,7 +11,8 @@ ProfileContext::ProfileContext(rowvault1::IResult& result, bool storeEachSample,
     : m_store(result), m_eventSlots(eventSlots), m_lastCommit(std::chrono::steady_clock::now())
 {
     m_instanceContainer = result.instanceContainer();
-    // The band columns are set even when no bands are written: every thread sizes its columns by them.
+    // The band columns are set even when no bands are written: every thread sizes its columns by
+    // them.
     m_sampleBandTable = result.sampleBandTable();
     m_rateBandField = m_sampleBandTable->customColumn("rate");
     m_nextAttrBandField = m_sampleBandTable->customColumn("next_attr");
@@ -37,9 +38,9 @@ void ProfileContext::readSegmentInstances(rowvault1::IDatabase& db)
     for (const auto rows = query->execute(); rows && !rows->atEnd(); rows->next()) {
         const rowvault1::IConstRecord* const row = rows->current();
         if (row == nullptr) return;
-        const instance_key_t key{variantToIndex(row->get(segment)).value(), row->get(address).integer_bits(),
-                                 variantToIndex(row->get(process)).value(),
-                                 row->get(loadTime).integer_bits()};
+        const instance_key_t key{
+            variantToIndex(row->get(segment)).value(), row->get(address).integer_bits(),
+            variantToIndex(row->get(process)).value(), row->get(loadTime).integer_bits()};
         m_instances.try_emplace(key, variantToIndex(row->get(rowId)));
     }
 }
@@ -49,14 +50,15 @@ Index ProfileContext::segmentInstance(Index segment, std::uint64_t address, Inde
 {
     const instance_key_t key{segment.value(), address, process.value(), loadTime};
     const auto [entry, isNew] = m_instances.try_emplace(key);
-    if (isNew) entry->second = addSegmentInstance(segment, address, process, tb2::variant_t(loadTime));
+    if (isNew)
+        entry->second = addSegmentInstance(segment, address, process, tb2::variant_t(loadTime));
     return entry->second;
 }
 
 ThreadInfo* ProfileContext::makeThread(Index threadRow)
 {
-    m_threads.push_back(std::make_unique<ThreadInfo>(this, threadRow, m_eventSlots, m_storeEachSample,
-                                                     threadRow));
+    m_threads.push_back(
+        std::make_unique<ThreadInfo>(this, threadRow, m_eventSlots, m_storeEachSample, threadRow));
     return m_threads.back().get();
 }
 
@@ -64,7 +66,8 @@ void ProfileContext::addSample(ThreadInfo& thread, const pmu_sample_attribute_t&
                                std::uint64_t tick, std::int64_t count, std::int32_t eventSlot)
 {
     if (m_sampleAttributes.size() - m_carriedOver >= batchSize) flushBatch();
-    thread.addSample(tick, addpmuSampleAttribute(attr), count, 0, 1, false, eventSlot, m_eventSlots);
+    thread.addSample(tick, addpmuSampleAttribute(attr), count, 0, 1, false, eventSlot,
+                     m_eventSlots);
 }
 
 void ProfileContext::flushBatch()
@@ -74,8 +77,8 @@ void ProfileContext::flushBatch()
     commitNowAndThen();
 }
 
-/// A commit waits for the writer, so that it is no matter for every batch. A store that has failed is asked
-/// at once, which tells why.
+/// A commit waits for the writer, so that it is no matter for every batch. A store that has failed
+/// is asked at once, which tells why.
 void ProfileContext::commitNowAndThen()
 {
     const auto now = std::chrono::steady_clock::now();
@@ -102,7 +105,8 @@ void ProfileContext::finish(std::uint64_t tick)
 {
     // The open samples refer to rows of dd_sample, so their attributes are flushed before.
     flushBatch();
-    for (const auto& thread : m_threads) thread->finish(tick);
+    for (const auto& thread : m_threads)
+        thread->finish(tick);
     m_store.drain();
 }
 

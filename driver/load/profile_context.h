@@ -16,33 +16,35 @@
 
 namespace samplefold::load {
 
-/// The driver's context: options from the store and the command, threads, and the batches. After every
-/// batchSize samples it sorts the attributes into buckets, flushes, and empties the arrays, so that memory
-/// does not grow with the input. What a load that is killed leaves behind is at most commitInterval old.
-/// Loading thread only.
+/// The driver's context: options from the store and the command, threads, and the batches. After
+/// every batchSize samples it sorts the attributes into buckets, flushes, and empties the arrays,
+/// so that memory does not grow with the input. What a load that is killed leaves behind is at most
+/// commitInterval old. Loading thread only.
 class ProfileContext : public samplefold_1::LoaderContext {
 public:
     static constexpr std::size_t batchSize = std::size_t{1} << 16;
     static constexpr std::chrono::seconds commitInterval{1};
 
-    /// Opens the result for loading with call stacks off. `result` stays open until this object is gone.
+    /// Opens the result for loading with call stacks off. `result` stays open until this object is
+    /// gone.
     ProfileContext(rowvault1::IResult& result, bool storeEachSample, std::uint64_t eventSlots);
     ~ProfileContext() override;
 
     /// A thread of the context, owned by it; it never moves.
     samplefold_1::ThreadInfo* makeThread(samplefold_1::Index threadRow);
 
-    /// Row of the mapping of a segment in a process at `address` from tick `loadTime` on; a row that the
-    /// result holds already is used again.
+    /// Row of the mapping of a segment in a process at `address` from tick `loadTime` on; a row
+    /// that the result holds already is used again.
     samplefold_1::Index segmentInstance(samplefold_1::Index segment, std::uint64_t address,
                                         samplefold_1::Index process, std::uint64_t loadTime);
 
     /// Adds a sample of a thread in an event slot. `tick` is not 0.
-    void addSample(samplefold_1::ThreadInfo& thread, const samplefold_1::pmu_sample_attribute_t& attr,
-                   std::uint64_t tick, std::int64_t count, std::int32_t eventSlot);
+    void addSample(samplefold_1::ThreadInfo& thread,
+                   const samplefold_1::pmu_sample_attribute_t& attr, std::uint64_t tick,
+                   std::int64_t count, std::int32_t eventSlot);
 
-    /// Writes everything that is still held, the open samples last. `tick` is where sums of thread and
-    /// attribute are put when samples are not stored one by one; every thread starts there.
+    /// Writes everything that is still held, the open samples last. `tick` is where sums of thread
+    /// and attribute are put when samples are not stored one by one; every thread starts there.
     void finish(std::uint64_t tick);
 
 private:
@@ -58,7 +60,8 @@ private:
     BucketPass m_bucketPass;
     std::chrono::steady_clock::time_point m_lastCommit;
     std::size_t m_carriedOver = 0; ///< attributes of open samples in an otherwise emptied array
-    std::map<instance_key_t, samplefold_1::Index> m_instances; ///< by segment, address, process, tick
+    std::map<instance_key_t, samplefold_1::Index>
+        m_instances; ///< by segment, address, process, tick
     std::vector<std::unique_ptr<samplefold_1::ThreadInfo>> m_threads;
     /// Attributes of the open samples, a vector per thread, while the arrays are emptied.
     std::vector<std::vector<samplefold_1::pmu_sample_attribute_t>> m_openAttributes;

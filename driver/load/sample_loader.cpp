@@ -54,7 +54,8 @@ void SampleLoader::onSample(const Sample& sample)
     const auto members = m_expander.expand(sample);
     if (members.empty()) ++m_books.withoutGrowth;
     if (!members.empty()) m_books.groupExtra += members.size() - 1;
-    for (const auto& member : members) add(task, attr, tick, *member.event, member.period);
+    for (const auto& member : members)
+        add(task, attr, tick, *member.event, member.period);
 }
 
 void SampleLoader::add(Task& task, pmu_sample_attribute_t& attr, std::uint64_t tick,
@@ -62,7 +63,8 @@ void SampleLoader::add(Task& task, pmu_sample_attribute_t& attr, std::uint64_t t
 {
     attr.event_type = m_session.attributes.event(event);
     const auto signedCount = static_cast<std::int64_t>(count);
-    m_context.addSample(*task.info, attr, tick, signedCount, static_cast<std::int32_t>(event.index));
+    m_context.addSample(*task.info, attr, tick, signedCount,
+                        static_cast<std::int32_t>(event.index));
     ++m_books.added;
     m_books.countSum += count;
 }
@@ -80,7 +82,8 @@ SampleLoader::Task& SampleLoader::taskOf(const Sample& sample, std::uint64_t tic
 
     task.process = process;
     session::Thread& thread = process->thread(sample.tid);
-    if (thread.info == nullptr) thread.info = m_context.makeThread(m_session.processRows.row(thread));
+    if (thread.info == nullptr)
+        thread.info = m_context.makeThread(m_session.processRows.row(thread));
     task.info = thread.info;
     return task;
 }
@@ -91,9 +94,14 @@ void SampleLoader::locate(const Sample& sample, session::Process& process, std::
     attr.code_loc.rva = sample.ip;
     session::Process* owner = nullptr;
     switch (sample.cpuMode()) {
-    case CpuMode::Kernel: owner = &m_session.processes.kernel(); break;
-    case CpuMode::User: owner = &process; break;
-    default: break; // other machines' address spaces are not in the profile
+    case CpuMode::Kernel:
+        owner = &m_session.processes.kernel();
+        break;
+    case CpuMode::User:
+        owner = &process;
+        break;
+    default:
+        break; // other machines' address spaces are not in the profile
     }
     session::Place place;
     if (owner == nullptr || !owner->space.find(sample.ip, tick, place)) {
@@ -123,15 +131,18 @@ void SampleLoader::reportQuality()
                 "they show by address; record from the start of the process, or system-wide (-a)",
                 Severity::info);
     quality.add("samples without a time", m_untimed,
-                "they were put at the latest tick before them; record with times (-T)", Severity::info);
+                "they were put at the latest tick before them; record with times (-T)",
+                Severity::info);
     quality.add("samples without a CPU", m_withoutCpu,
                 "record with --sample-cpu to tell CPUs apart", Severity::info);
     quality.add("group reads in which no counter had grown", m_books.withoutGrowth,
                 "nothing to do: nothing was counted", Severity::info);
     quality.add("counter values of unknown events", m_expander.unknownIds(),
                 "the recording names no event for them", Severity::dataLoss);
-    quality.add("mappings that forked processes did not take over", m_session.processes.refusedInheritance(),
-                "too many processes forked from too many mappings; record fewer at once", Severity::error);
+    quality.add("mappings that forked processes did not take over",
+                m_session.processes.refusedInheritance(),
+                "too many processes forked from too many mappings; record fewer at once",
+                Severity::error);
 }
 
 } // namespace samplefold::load

@@ -17,15 +17,15 @@ namespace samplefold::load {
 
 /// What became of the samples that were delivered.
 struct SampleBooks {
-    std::uint64_t records = 0;      ///< sample records seen
-    std::uint64_t groupExtra = 0;   ///< samples that group reads gave beyond one per record
+    std::uint64_t records = 0;       ///< sample records seen
+    std::uint64_t groupExtra = 0;    ///< samples that group reads gave beyond one per record
     std::uint64_t withoutGrowth = 0; ///< group reads in which no counter had grown: dropped
-    std::uint64_t added = 0;        ///< samples handed to the library
-    std::uint64_t countSum = 0;     ///< sum of their counts (wraps)
+    std::uint64_t added = 0;         ///< samples handed to the library
+    std::uint64_t countSum = 0;      ///< sum of their counts (wraps)
 };
 
-/// Takes the samples of a recording, the second pass, and hands each to the context with its attribute:
-/// process, thread, mapping at that tick, event, CPU, mode. Loading thread only.
+/// Takes the samples of a recording, the second pass, and hands each to the context with its
+/// attribute: process, thread, mapping at that tick, event, CPU, mode. Loading thread only.
 class SampleLoader : public perfdata::RecordSink {
 public:
     struct Session {

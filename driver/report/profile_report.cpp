@@ -35,7 +35,8 @@ constexpr GroupingSql g_groupings[] = {
     {Grouping::address, "address", "sample",
      "coalesce(m.name, '[unknown]') AS module, printf('0x%x', l.rva) AS address", g_codeJoins},
     {Grouping::process, "process", "thread", "p.pid AS pid, p.name AS process", g_taskJoins},
-    {Grouping::thread, "thread", "thread", "p.pid AS pid, t.tid AS tid, t.name AS thread", g_taskJoins},
+    {Grouping::thread, "thread", "thread", "p.pid AS pid, t.tid AS tid, t.name AS thread",
+     g_taskJoins},
     {Grouping::cpu, "cpu", "cpu", "cpu.number AS cpu", "LEFT JOIN dd_cpu cpu ON cpu.rowid = g.cpu"},
     {Grouping::event, "event", "event_type", "", ""},
 };
@@ -71,17 +72,21 @@ std::string entriesSql(const GroupingSql& grouping, std::uint64_t limit, bool ro
     const std::string columns = grouping.columns;
     const std::string names = aliases(columns);
     const std::string shown = columns.empty() ? "" : ", " + columns;
-    std::string sql = "WITH grouped AS (SELECT event_type, " + std::string(grouping.keys) +
-                      ", count(*) AS samples, " + sumOf("count") + " AS total FROM sample_instance GROUP BY event_type, " +
-                      grouping.keys + "), named AS (SELECT g.event_type AS event_key, e.name AS event" + shown +
-                      ", g.samples AS samples, g.total AS total FROM grouped g "
-                      "LEFT JOIN dd_event_type e ON e.rowid = g.event_type " +
-                      grouping.joins + "), summed AS (SELECT event_key, event" + names +
-                      ", sum(samples) AS samples, " + sumOf("total") + " AS count FROM named GROUP BY event_key" + names +
-                      "), ranked AS (SELECT *, 100.0 * count / total(count) OVER (PARTITION BY event_key) AS percent, "
-                      "row_number() OVER (PARTITION BY event_key ORDER BY count DESC, samples DESC" + names +
-                      ") AS place FROM summed) SELECT event_key, event" + names +
-                      (rowsAreSamples ? ", samples" : "") + ", count, percent FROM ranked";
+    std::string sql =
+        "WITH grouped AS (SELECT event_type, " + std::string(grouping.keys) +
+        ", count(*) AS samples, " + sumOf("count") +
+        " AS total FROM sample_instance GROUP BY event_type, " + grouping.keys +
+        "), named AS (SELECT g.event_type AS event_key, e.name AS event" + shown +
+        ", g.samples AS samples, g.total AS total FROM grouped g "
+        "LEFT JOIN dd_event_type e ON e.rowid = g.event_type " +
+        grouping.joins + "), summed AS (SELECT event_key, event" + names +
+        ", sum(samples) AS samples, " + sumOf("total") + " AS count FROM named GROUP BY event_key" +
+        names +
+        "), ranked AS (SELECT *, 100.0 * count / total(count) OVER (PARTITION BY event_key) AS "
+        "percent, "
+        "row_number() OVER (PARTITION BY event_key ORDER BY count DESC, samples DESC" +
+        names + ") AS place FROM summed) SELECT event_key, event" + names +
+        (rowsAreSamples ? ", samples" : "") + ", count, percent FROM ranked";
     if (limit != 0 && !columns.empty()) sql += " WHERE place <= " + std::to_string(limit);
     return sql + " ORDER BY event_key, place";
 }
@@ -100,8 +105,8 @@ std::string percentText(const tb2::variant_t& value)
     return text;
 }
 
-/// One table per event: its key is the first column, for events can share a name, its name the second, the
-/// percentage the last.
+/// One table per event: its key is the first column, for events can share a name, its name the
+/// second, the percentage the last.
 void writeEntries(const SqlRows& entries, const ReportOptions& options, std::ostream& out)
 {
     const bool single = options.by == Grouping::event;
@@ -114,15 +119,19 @@ void writeEntries(const SqlRows& entries, const ReportOptions& options, std::ost
         for (std::size_t i = firstColumn; i < entries.names.size(); ++i) {
             const tb2::variant_t& sample = entries.rows[row][i];
             const bool isNumber = sample.is_integer() || i == percent;
-            table.addColumn(entries.names[i], isNumber ? TextTable::Align::right : TextTable::Align::left);
+            table.addColumn(entries.names[i],
+                            isNumber ? TextTable::Align::right : TextTable::Align::left);
         }
         for (; row < entries.rows.size() && (single || entries.rows[row][0] == key); ++row) {
             std::vector<std::string> cells;
-            for (std::size_t i = firstColumn; i < percent; ++i) cells.push_back(toText(entries.rows[row][i]));
+            for (std::size_t i = firstColumn; i < percent; ++i)
+                cells.push_back(toText(entries.rows[row][i]));
             cells.push_back(percentText(entries.rows[row][percent]));
             table.addRow(std::move(cells));
         }
-        out << '\n' << (single ? "Events" : "Event " + printable(event) + " by " + sqlOf(options.by).name) << '\n';
+        out << '\n'
+            << (single ? "Events" : "Event " + printable(event) + " by " + sqlOf(options.by).name)
+            << '\n';
         table.print(out, "  ");
     }
 }
@@ -133,7 +142,8 @@ const std::vector<std::pair<std::string, Grouping>>& groupings()
 {
     static const std::vector<std::pair<std::string, Grouping>> all = [] {
         std::vector<std::pair<std::string, Grouping>> names;
-        for (const GroupingSql& grouping : g_groupings) names.emplace_back(grouping.name, grouping.by);
+        for (const GroupingSql& grouping : g_groupings)
+            names.emplace_back(grouping.name, grouping.by);
         return names;
     }();
     return all;

@@ -27,33 +27,43 @@ SqlRows readRows(rowvault1::IResult& result, std::string_view sql)
 std::string toText(const variant_t& value)
 {
     switch (value.kind()) {
-    case variant_t::kind_t::null: return {};
-    case variant_t::kind_t::text: return std::string(value.as_text());
+    case variant_t::kind_t::null:
+        return {};
+    case variant_t::kind_t::text:
+        return std::string(value.as_text());
     case variant_t::kind_t::real: {
         char text[32];
         std::snprintf(text, sizeof text, "%.6g", value.as_double());
         return text;
     }
-    case variant_t::kind_t::u64: return std::to_string(value.integer_bits());
-    default: return std::to_string(static_cast<std::int64_t>(value.integer_bits()));
+    case variant_t::kind_t::u64:
+        return std::to_string(value.integer_bits());
+    default:
+        return std::to_string(static_cast<std::int64_t>(value.integer_bits()));
     }
 }
 
 nlohmann::ordered_json toJson(const variant_t& value)
 {
     switch (value.kind()) {
-    case variant_t::kind_t::null: return nullptr;
-    case variant_t::kind_t::text: return std::string(value.as_text());
-    case variant_t::kind_t::real: return value.as_double();
-    case variant_t::kind_t::u64: return value.integer_bits();
-    default: return static_cast<std::int64_t>(value.integer_bits());
+    case variant_t::kind_t::null:
+        return nullptr;
+    case variant_t::kind_t::text:
+        return std::string(value.as_text());
+    case variant_t::kind_t::real:
+        return value.as_double();
+    case variant_t::kind_t::u64:
+        return value.integer_bits();
+    default:
+        return static_cast<std::int64_t>(value.integer_bits());
     }
 }
 
 nlohmann::ordered_json rowToJson(std::span<const std::string> names, std::span<const variant_t> row)
 {
     nlohmann::ordered_json object = nlohmann::ordered_json::object();
-    for (std::size_t i = 0; i < row.size(); ++i) object[names[i]] = toJson(row[i]);
+    for (std::size_t i = 0; i < row.size(); ++i)
+        object[names[i]] = toJson(row[i]);
     return object;
 }
 

@@ -19,13 +19,15 @@ struct SqlRows {
 /// Runs a statement and keeps its answer. Throws rowvault1::StoreError.
 SqlRows readRows(rowvault1::IResult& result, std::string_view sql);
 
-/// A value as a person reads it: numbers in decimal, doubles with six digits, null as the empty text.
+/// A value as a person reads it: numbers in decimal, doubles with six digits, null as the empty
+/// text.
 std::string toText(const tb2::variant_t& value);
 /// A value for a script: null, a number or a text.
 nlohmann::ordered_json toJson(const tb2::variant_t& value);
 
 /// The row as an object with the columns' names as keys.
-nlohmann::ordered_json rowToJson(std::span<const std::string> names, std::span<const tb2::variant_t> row);
+nlohmann::ordered_json rowToJson(std::span<const std::string> names,
+                                 std::span<const tb2::variant_t> row);
 
 /// JSON text of a value; bytes that are no UTF-8 become the replacement character.
 std::string jsonText(const nlohmann::ordered_json& value, int indent);

@@ -17,13 +17,16 @@ TextTable::Align alignOf(const variant_t& value)
                                                                          : TextTable::Align::left;
 }
 
-/// Prints in blocks, each a table of its own with the same columns: memory stays flat, and an answer that
-/// fits one block is aligned as a whole.
+/// Prints in blocks, each a table of its own with the same columns: memory stays flat, and an
+/// answer that fits one block is aligned as a whole.
 class TableWriter final : public rowvault1::ISqlReader {
 public:
     explicit TableWriter(std::ostream& out) : m_out(out) {}
 
-    void onColumns(std::span<const std::string> names) override { m_names.assign(names.begin(), names.end()); }
+    void onColumns(std::span<const std::string> names) override
+    {
+        m_names.assign(names.begin(), names.end());
+    }
     bool onRow(std::span<const variant_t> row) override
     {
         m_rows.emplace_back(row.begin(), row.end());
@@ -42,11 +45,13 @@ private:
     {
         TextTable table;
         for (std::size_t i = 0; i < m_names.size(); ++i) {
-            table.addColumn(m_names[i], m_rows.empty() ? TextTable::Align::left : alignOf(m_rows[0][i]));
+            table.addColumn(m_names[i],
+                            m_rows.empty() ? TextTable::Align::left : alignOf(m_rows[0][i]));
         }
         for (const auto& row : m_rows) {
             std::vector<std::string> cells;
-            for (const variant_t& value : row) cells.push_back(toText(value));
+            for (const variant_t& value : row)
+                cells.push_back(toText(value));
             table.addRow(std::move(cells));
         }
         table.print(m_out);
@@ -77,12 +82,14 @@ public:
 
     void onColumns(std::span<const std::string> names) override
     {
-        for (std::size_t i = 0; i < names.size(); ++i) m_out << (i ? "," : "") << csvField(names[i]);
+        for (std::size_t i = 0; i < names.size(); ++i)
+            m_out << (i ? "," : "") << csvField(names[i]);
         m_out << '\n';
     }
     bool onRow(std::span<const variant_t> row) override
     {
-        for (std::size_t i = 0; i < row.size(); ++i) m_out << (i ? "," : "") << csvField(toText(row[i]));
+        for (std::size_t i = 0; i < row.size(); ++i)
+            m_out << (i ? "," : "") << csvField(toText(row[i]));
         m_out << '\n';
         return static_cast<bool>(m_out);
     }
@@ -95,7 +102,10 @@ class JsonWriter final : public rowvault1::ISqlReader {
 public:
     explicit JsonWriter(std::ostream& out) : m_out(out) {}
 
-    void onColumns(std::span<const std::string> names) override { m_names.assign(names.begin(), names.end()); }
+    void onColumns(std::span<const std::string> names) override
+    {
+        m_names.assign(names.begin(), names.end());
+    }
     bool onRow(std::span<const variant_t> row) override
     {
         m_out << (m_first ? "[\n" : ",\n") << jsonText(rowToJson(m_names, row), -1);
@@ -126,7 +136,8 @@ void writeSql(rowvault1::IResult& result, std::string_view sql, SqlFormat format
         writer.end();
         return;
     }
-    case SqlFormat::table: break;
+    case SqlFormat::table:
+        break;
     }
     TableWriter writer(out);
     rowvault1::readSql(result, sql, writer);

@@ -12,7 +12,8 @@ namespace {
 
 constexpr const char* g_infoSql = "SELECT key, value FROM load_info";
 constexpr const char* g_qualitySql =
-    "SELECT reason, sum(count) AS count, remedy, severity FROM quality GROUP BY reason, remedy, severity "
+    "SELECT reason, sum(count) AS count, remedy, severity FROM quality GROUP BY reason, remedy, "
+    "severity "
     "ORDER BY CASE severity WHEN 'data_loss' THEN 0 WHEN 'error' THEN 1 ELSE 2 END, count DESC";
 
 /// Seconds with nanoseconds of a tick count in text; the text itself when it is no number.
@@ -59,15 +60,18 @@ void writeSummary(rowvault1::IResult& result, std::ostream& out)
     writeLine(out, "damage", info("input_fault"));
     writeLine(out, "command", info("command_line"));
     writeLine(out, "host", info("hostname"));
-    writeLine(out, "machine", info("architecture") + (info("cpu").empty() ? "" : ", " + info("cpu")));
+    writeLine(out, "machine",
+              info("architecture") + (info("cpu").empty() ? "" : ", " + info("cpu")));
     if (info("ticks") == "numbered") {
         writeLine(out, "time", "the recording has no times: ticks number the samples");
     } else if (!info("first_time").empty()) {
-        writeLine(out, "time", secondsText(info("first_time")) + " to " + secondsText(info("last_time")));
+        writeLine(out, "time",
+                  secondsText(info("first_time")) + " to " + secondsText(info("last_time")));
     }
     if (!info("samples_in_input").empty()) {
-        writeLine(out, "samples", info("samples_in_input") + " in the input, " + info("sample_rows") +
-                                      " rows, " + info("samples_dropped") + " dropped");
+        writeLine(out, "samples",
+                  info("samples_in_input") + " in the input, " + info("sample_rows") + " rows, " +
+                      info("samples_dropped") + " dropped");
     }
     writeQuality(result, out);
 }
@@ -81,7 +85,8 @@ nlohmann::ordered_json summaryToJson(rowvault1::IResult& result)
     }
     auto& quality = report["quality"] = nlohmann::ordered_json::array();
     const SqlRows rows = readRows(result, g_qualitySql);
-    for (const auto& row : rows.rows) quality.push_back(rowToJson(rows.names, row));
+    for (const auto& row : rows.rows)
+        quality.push_back(rowToJson(rows.names, row));
     return report;
 }
 

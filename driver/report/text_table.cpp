@@ -9,8 +9,9 @@ namespace {
 /// Characters that a terminal shows for a text in UTF-8.
 std::size_t shownWidth(std::string_view text)
 {
-    return static_cast<std::size_t>(std::count_if(
-        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
+        return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+    }));
 }
 
 } // namespace
@@ -50,9 +51,11 @@ void TextTable::addRow(std::vector<std::string> cells)
 void TextTable::print(std::ostream& out, std::string_view indent) const
 {
     std::vector<std::string> titles;
-    for (const Column& column : m_columns) titles.push_back(column.title);
+    for (const Column& column : m_columns)
+        titles.push_back(column.title);
     printRow(out, indent, titles);
-    for (const auto& row : m_rows) printRow(out, indent, row);
+    for (const auto& row : m_rows)
+        printRow(out, indent, row);
 }
 
 void TextTable::printRow(std::ostream& out, std::string_view indent,
@@ -61,7 +64,8 @@ void TextTable::printRow(std::ostream& out, std::string_view indent,
     std::string line(indent);
     for (std::size_t i = 0; i < m_columns.size(); ++i) {
         const std::string cell = i < cells.size() ? cells[i] : std::string();
-        const std::string fill(m_columns[i].width - std::min(m_columns[i].width, shownWidth(cell)), ' ');
+        const std::string fill(m_columns[i].width - std::min(m_columns[i].width, shownWidth(cell)),
+                               ' ');
         if (i != 0) line += "  ";
         line += m_columns[i].align == Align::right ? fill + cell : cell + fill;
     }

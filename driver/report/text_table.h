@@ -7,8 +7,8 @@
 
 namespace samplefold::report {
 
-/// `text` with control characters and line breaks shown as \xNN, so that a name out of a profile cannot
-/// move the cursor of a terminal. Bytes from 0x80 up stay.
+/// `text` with control characters and line breaks shown as \xNN, so that a name out of a profile
+/// cannot move the cursor of a terminal. Bytes from 0x80 up stay.
 std::string printable(std::string_view text);
 
 /// A table of texts with aligned columns for a terminal or a file. One thread at a time.
@@ -22,7 +22,8 @@ public:
     void addRow(std::vector<std::string> cells);
 
     bool empty() const { return m_rows.empty(); }
-    /// Writes the titles and all rows, each line behind `indent`, with no blanks at the ends of lines.
+    /// Writes the titles and all rows, each line behind `indent`, with no blanks at the ends of
+    /// lines.
     void print(std::ostream& out, std::string_view indent = "") const;
 
 private:
@@ -32,7 +33,8 @@ private:
         std::size_t width;
     };
 
-    void printRow(std::ostream& out, std::string_view indent, const std::vector<std::string>& cells) const;
+    void printRow(std::ostream& out, std::string_view indent,
+                  const std::vector<std::string>& cells) const;
 
     std::vector<Column> m_columns;
     std::vector<std::vector<std::string>> m_rows;

@@ -19,7 +19,10 @@ void AddressSpace::unmap(std::uint64_t start, std::uint64_t time)
     m_events.push_back({Kind::unmap, time, mapping});
 }
 
-void AddressSpace::unmapAll(std::uint64_t time) { m_events.push_back({Kind::unmapAll, time, {}}); }
+void AddressSpace::unmapAll(std::uint64_t time)
+{
+    m_events.push_back({Kind::unmapAll, time, {}});
+}
 
 void AddressSpace::inherit(AddressSpace& parent, std::uint64_t time, InheritanceRoom& room)
 {
@@ -41,7 +44,8 @@ bool AddressSpace::find(std::uint64_t address, std::uint64_t time, Place& place)
     return true;
 }
 
-/// Parents first, without recursion: a profile may tell a very long line of forks, or one in a circle.
+/// Parents first, without recursion: a profile may tell a very long line of forks, or one in a
+/// circle.
 void AddressSpace::build()
 {
     std::vector<AddressSpace*> line;
@@ -50,12 +54,14 @@ void AddressSpace::build()
         space->m_state = State::underWay;
         line.push_back(space);
     }
-    for (auto space = line.rbegin(); space != line.rend(); ++space) (*space)->replay();
+    for (auto space = line.rbegin(); space != line.rend(); ++space)
+        (*space)->replay();
 }
 
 void AddressSpace::replay()
 {
-    for (const Event& event : m_events) apply(event);
+    for (const Event& event : m_events)
+        apply(event);
     std::exchange(m_events, {});
     std::exchange(m_active, {});
     std::exchange(m_latest, {});
@@ -65,8 +71,12 @@ void AddressSpace::replay()
 void AddressSpace::apply(const Event& event)
 {
     switch (event.kind) {
-    case Kind::map: applyMap(event.mapping, event.mapping.start, event.time); break;
-    case Kind::inherit: applyInheritance(event.time); break;
+    case Kind::map:
+        applyMap(event.mapping, event.mapping.start, event.time);
+        break;
+    case Kind::inherit:
+        applyInheritance(event.time);
+        break;
     case Kind::unmap: {
         const auto [first, end] = m_active.equal_range(event.mapping.start);
         for (auto it = first; it != end; ++it) {
@@ -77,7 +87,8 @@ void AddressSpace::apply(const Event& event)
         break;
     }
     case Kind::unmapAll:
-        for (const auto& [start, entry] : m_active) endEntry(entry, event.time);
+        for (const auto& [start, entry] : m_active)
+            endEntry(entry, event.time);
         m_active.clear();
         m_latest.clear();
         break;
@@ -126,8 +137,8 @@ void AddressSpace::add(SegInstInfo info, const Origin& origin)
     m_origins.push_back(origin);
 }
 
-/// Takes [first, last] away from the mappings made at the same tick; what is left of one on both sides
-/// becomes two.
+/// Takes [first, last] away from the mappings made at the same tick; what is left of one on both
+/// sides becomes two.
 void AddressSpace::cutBack(std::uint64_t first, std::uint64_t last)
 {
     auto it = m_latest.upper_bound(first);

@@ -28,17 +28,18 @@ struct Place {
     std::uint64_t rva = 0;      ///< address relative to the module: its byte in the file
 };
 
-/// How many mappings may still be copied from parents to the children that they forked; shared by all
-/// address spaces of a load, so that a hostile profile cannot multiply them without bound.
+/// How many mappings may still be copied from parents to the children that they forked; shared by
+/// all address spaces of a load, so that a hostile profile cannot multiply them without bound.
 struct InheritanceRoom {
     std::uint64_t left = 1'000'000;
     std::uint64_t refused = 0;
 };
 
-/// What one life of a process had mapped, and when. It is told in time order what happened; the first
-/// `find` works that out into a segment map, so all address spaces must have been told everything by then.
-/// A later mapping hides an earlier one where they overlap. Of mappings made at one tick the earlier is
-/// cut back where the later one lies, since the look-up goes by load time alone.
+/// What one life of a process had mapped, and when. It is told in time order what happened; the
+/// first `find` works that out into a segment map, so all address spaces must have been told
+/// everything by then. A later mapping hides an earlier one where they overlap. Of mappings made at
+/// one tick the earlier is cut back where the later one lies, since the look-up goes by load time
+/// alone.
 class AddressSpace {
 public:
     static constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
@@ -59,8 +60,14 @@ public:
     bool find(std::uint64_t address, std::uint64_t time, Place& place);
 
     /// Row of dd_segment_instance behind an entry; -1 until it is set.
-    rowvault1::Index instanceRow(std::size_t entry) const { return m_map.values[entry].segInstIndex; }
-    void setInstanceRow(std::size_t entry, rowvault1::Index row) { m_map.values[entry].segInstIndex = row; }
+    rowvault1::Index instanceRow(std::size_t entry) const
+    {
+        return m_map.values[entry].segInstIndex;
+    }
+    void setInstanceRow(std::size_t entry, rowvault1::Index row)
+    {
+        m_map.values[entry].segInstIndex = row;
+    }
 
 private:
     enum class Kind : std::uint8_t { map, unmap, unmapAll, inherit };
@@ -91,8 +98,9 @@ private:
 
     samplefold_1::SegInstMap m_map;
     std::vector<Origin> m_origins; ///< by the same number as m_map.values
-    std::multimap<std::uint64_t, std::size_t> m_active; ///< what nothing has ended yet, by Origin::start
-    std::uint64_t m_latestTime = 0; ///< load time of the entries below
+    std::multimap<std::uint64_t, std::size_t>
+        m_active;                                  ///< what nothing has ended yet, by Origin::start
+    std::uint64_t m_latestTime = 0;                ///< load time of the entries below
     std::map<std::uint64_t, std::size_t> m_latest; ///< by first address; they do not overlap
 };
 

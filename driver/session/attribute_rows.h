@@ -10,11 +10,13 @@
 
 namespace samplefold::session {
 
-/// Rows behind the properties of a sample: event, CPU, mode, memory access, transaction. Each is written
-/// when it is first seen; a property that a sample does not have gives -1. Loading thread only.
+/// Rows behind the properties of a sample: event, CPU, mode, memory access, transaction. Each is
+/// written when it is first seen; a property that a sample does not have gives -1. Loading thread
+/// only.
 class AttributeRows {
 public:
-    AttributeRows(const tb2::sptr_t<rowvault1::IDatabase>& db, const perfdata::Recording& recording);
+    AttributeRows(const tb2::sptr_t<rowvault1::IDatabase>& db,
+                  const perfdata::Recording& recording);
 
     rowvault1::Index event(const perfdata::Event& event) { return m_eventRows[event.index]; }
     rowvault1::Index cpu(const perfdata::Sample& sample);

@@ -14,21 +14,28 @@ struct BitName {
 
 constexpr std::array g_operations{BitName{1, "load"}, BitName{2, "store"}, BitName{3, "prefetch"},
                                   BitName{4, "exec"}};
-constexpr std::array g_levels{
-    BitName{1, "hit"},          BitName{2, "miss"},        BitName{3, "L1"},
-    BitName{4, "LFB"},          BitName{5, "L2"},          BitName{6, "L3"},
-    BitName{7, "local RAM"},    BitName{8, "remote RAM"},  BitName{9, "remote RAM, 2 hops"},
-    BitName{10, "remote cache"}, BitName{11, "remote cache, 2 hops"}, BitName{12, "I/O"},
-    BitName{13, "uncached"}};
+constexpr std::array g_levels{BitName{1, "hit"},
+                              BitName{2, "miss"},
+                              BitName{3, "L1"},
+                              BitName{4, "LFB"},
+                              BitName{5, "L2"},
+                              BitName{6, "L3"},
+                              BitName{7, "local RAM"},
+                              BitName{8, "remote RAM"},
+                              BitName{9, "remote RAM, 2 hops"},
+                              BitName{10, "remote cache"},
+                              BitName{11, "remote cache, 2 hops"},
+                              BitName{12, "I/O"},
+                              BitName{13, "uncached"}};
 constexpr std::array g_snoops{BitName{1, "none"}, BitName{2, "hit"}, BitName{3, "miss"},
                               BitName{4, "hit modified"}};
 constexpr std::array g_locks{BitName{1, "locked"}};
 constexpr std::array g_tlbs{BitName{1, "hit"}, BitName{2, "miss"},        BitName{3, "L1"},
                             BitName{4, "L2"},  BitName{5, "page walker"}, BitName{6, "OS handler"}};
-constexpr std::array g_transactions{
-    BitName{0, "elision"},        BitName{1, "transaction"}, BitName{2, "synchronous"},
-    BitName{3, "asynchronous"},   BitName{4, "retry"},       BitName{5, "conflict"},
-    BitName{6, "capacity write"}, BitName{7, "capacity read"}};
+constexpr std::array g_transactions{BitName{0, "elision"},        BitName{1, "transaction"},
+                                    BitName{2, "synchronous"},    BitName{3, "asynchronous"},
+                                    BitName{4, "retry"},          BitName{5, "conflict"},
+                                    BitName{6, "capacity write"}, BitName{7, "capacity read"}};
 
 /// Names of the set bits of a field, joined by ", ".
 std::string bitNames(std::uint64_t field, std::span<const BitName> names)

@@ -45,9 +45,9 @@ inline void readValue(const tb2::variant_t& value, rowvault1::Index& out)
 
 } // namespace detail
 
-/// Rows of an attribute table that are found by some of their columns, each written once. Rows that the
-/// result holds already are read at construction, so that a later load reuses them; of equal rows the first
-/// one stays. Empty texts are stored as null. Loading thread only.
+/// Rows of an attribute table that are found by some of their columns, each written once. Rows that
+/// the result holds already are read at construction, so that a later load reuses them; of equal
+/// rows the first one stays. Empty texts are stored as null. Loading thread only.
 template <class... Keys>
 class KeyedRows {
 public:
@@ -60,8 +60,8 @@ public:
         readRows(*db->createQuery(table, 2));
     }
 
-    /// Key of the row with these values. A row that is new is written with them and with whatever `fill`
-    /// sets on the writer besides.
+    /// Key of the row with these values. A row that is new is written with them and with whatever
+    /// `fill` sets on the writer besides.
     template <class Fill>
     rowvault1::Index findOrAdd(const key_t& key, Fill&& fill)
     {
@@ -82,7 +82,8 @@ public:
     template <class Visit>
     void forEach(Visit&& visit) const
     {
-        for (const auto& [key, row] : m_rows) visit(key, row);
+        for (const auto& [key, row] : m_rows)
+            visit(key, row);
     }
 
 private:
@@ -90,7 +91,8 @@ private:
     {
         const std::uint16_t rowId = query.addColumn("rowid");
         std::array<std::uint16_t, sizeof...(Keys)> at{};
-        for (std::size_t i = 0; i < at.size(); ++i) at[i] = query.addColumn(m_columns[i]);
+        for (std::size_t i = 0; i < at.size(); ++i)
+            at[i] = query.addColumn(m_columns[i]);
         for (const auto rows = query.execute(); rows && !rows->atEnd(); rows->next()) {
             const rowvault1::IConstRecord* const row = rows->current();
             if (row == nullptr) return;

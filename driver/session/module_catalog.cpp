@@ -15,8 +15,8 @@ ModuleCatalog::ModuleCatalog(const tb2::sptr_t<rowvault1::IDatabase>& db)
 bool ModuleCatalog::isFile(std::string_view path)
 {
     if (path.empty() || path.front() == '[') return false;
-    for (const std::string_view prefix : {"//anon", "/anon_hugepage", "/dev/zero", "/SYSV", "anon_inode:",
-                                          "memfd:", "/memfd:"}) {
+    for (const std::string_view prefix :
+         {"//anon", "/anon_hugepage", "/dev/zero", "/SYSV", "anon_inode:", "memfd:", "/memfd:"}) {
         if (path.starts_with(prefix)) return false;
     }
     return true;

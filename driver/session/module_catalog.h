@@ -24,8 +24,8 @@ struct SegmentDescription {
     std::uint32_t protection = 0;
 };
 
-/// Modules and their segments by small numbers, each written as a row once. A module is its path with its
-/// build id, a segment is a module with an offset and a size. Loading thread only.
+/// Modules and their segments by small numbers, each written as a row once. A module is its path
+/// with its build id, a segment is a module with an offset and a size. Loading thread only.
 class ModuleCatalog {
 public:
     explicit ModuleCatalog(const tb2::sptr_t<rowvault1::IDatabase>& db);
@@ -50,7 +50,7 @@ private:
 
     KeyedRows<std::string, std::string> m_moduleRows;
     KeyedRows<rowvault1::Index, std::int32_t, std::int64_t, std::int64_t> m_segmentRows;
-    std::map<std::int32_t, std::string> m_paths; ///< by module row
+    std::map<std::int32_t, std::string> m_paths;     ///< by module row
     std::map<std::int32_t, std::uint32_t> m_numbers; ///< by segment row
     std::vector<Segment> m_segments;
 };

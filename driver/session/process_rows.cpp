@@ -9,7 +9,10 @@ namespace {
 using rowvault1::Index;
 using tb2::variant_t;
 
-variant_t tickOrNull(std::uint64_t tick) { return tick != 0 ? variant_t(tick) : variant_t(); }
+variant_t tickOrNull(std::uint64_t tick)
+{
+    return tick != 0 ? variant_t(tick) : variant_t();
+}
 
 variant_t nameOrNull(const std::string& name)
 {
@@ -28,11 +31,13 @@ void ProcessRows::store(ProcessTable& processes)
 {
     processes.forEach([this](Process& process) {
         row(process);
-        for (const auto& [tid, thread] : process.threads) row(*thread);
+        for (const auto& [tid, thread] : process.threads)
+            row(*thread);
     });
 }
 
-/// Parents first, without recursion: a profile may tell a very long line of forks, or one in a circle.
+/// Parents first, without recursion: a profile may tell a very long line of forks, or one in a
+/// circle.
 Index ProcessRows::row(Process& process)
 {
     std::vector<Process*> line;
@@ -40,7 +45,8 @@ Index ProcessRows::row(Process& process)
         p->rowUnderWay = true;
         line.push_back(p);
     }
-    for (auto p = line.rbegin(); p != line.rend(); ++p) writeRow(**p);
+    for (auto p = line.rbegin(); p != line.rend(); ++p)
+        writeRow(**p);
     return process.row;
 }
 

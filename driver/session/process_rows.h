@@ -5,8 +5,8 @@
 
 namespace samplefold::session {
 
-/// Rows of processes and threads, reused where the result holds them already: a process by pid, life and
-/// first tick, a thread by process and tid. Loading thread only.
+/// Rows of processes and threads, reused where the result holds them already: a process by pid,
+/// life and first tick, a thread by process and tid. Loading thread only.
 class ProcessRows {
 public:
     explicit ProcessRows(const tb2::sptr_t<rowvault1::IDatabase>& db);

@@ -82,11 +82,13 @@ void ProcessTable::inherit(Process& child, Process& parent, std::uint64_t time)
 void ProcessTable::forEach(const std::function<void(Process&)>& visit)
 {
     std::vector<std::int32_t> pids;
-    for (const auto& [pid, lives] : m_lives) pids.push_back(pid);
+    for (const auto& [pid, lives] : m_lives)
+        pids.push_back(pid);
     std::sort(pids.begin(), pids.end());
     visit(*m_kernel);
     for (const std::int32_t pid : pids) {
-        for (const auto& life : m_lives[pid]) visit(*life);
+        for (const auto& life : m_lives[pid])
+            visit(*life);
     }
 }
 

@@ -24,12 +24,13 @@ struct Process;
 struct Thread {
     std::int32_t tid = -1;
     Process* process = nullptr;
-    std::string name; ///< latest that the profile tells
+    std::string name;        ///< latest that the profile tells
     std::uint64_t start = 0; ///< tick of its fork, 0 when it was there before
     std::uint64_t end = 0;   ///< tick of its exit, 0 when it outlived the profile
     bool alive = true;
     rowvault1::Index row;
-    samplefold_1::ThreadInfo* info = nullptr; ///< owned by the loader context; set with the first sample
+    samplefold_1::ThreadInfo* info =
+        nullptr; ///< owned by the loader context; set with the first sample
 };
 
 /// One life of a process: a pid is used again after its exit.
@@ -55,8 +56,8 @@ struct Process {
     void endThread(std::int32_t tid, std::uint64_t time);
 };
 
-/// All processes of a profile with their lives. Addresses of processes and threads stay. The kernel is the
-/// process of pid -1. Loading thread only.
+/// All processes of a profile with their lives. Addresses of processes and threads stay. The kernel
+/// is the process of pid -1. Loading thread only.
 class ProcessTable {
 public:
     static constexpr std::int32_t kernelPid = -1;

@@ -8,9 +8,12 @@ namespace {
 std::string_view severityText(Severity severity)
 {
     switch (severity) {
-    case Severity::info: return "info";
-    case Severity::error: return "error";
-    case Severity::dataLoss: break;
+    case Severity::info:
+        return "info";
+    case Severity::error:
+        return "error";
+    case Severity::dataLoss:
+        break;
     }
     return "data_loss";
 }

@@ -12,13 +12,14 @@ namespace samplefold::session {
 /// How much a count matters: it only informs, something could not be done, samples were lost.
 enum class Severity { info, error, dataLoss };
 
-/// Counts of what a load skipped, dropped, repaired or guessed, by reason, each with what the user can do.
-/// They become the rows of dd_quality. Loading thread only.
+/// Counts of what a load skipped, dropped, repaired or guessed, by reason, each with what the user
+/// can do. They become the rows of dd_quality. Loading thread only.
 class QualityLog {
 public:
-    /// Adds to the count of a reason. The first call for a reason settles its remedy and severity; a count
-    /// of 0 adds nothing.
-    void add(std::string_view reason, std::uint64_t count, std::string_view remedy, Severity severity);
+    /// Adds to the count of a reason. The first call for a reason settles its remedy and severity;
+    /// a count of 0 adds nothing.
+    void add(std::string_view reason, std::uint64_t count, std::string_view remedy,
+             Severity severity);
 
     std::uint64_t count(std::string_view reason) const;
 

@@ -14,7 +14,10 @@ RowWriter& RowWriter::set(std::string_view column, const tb2::variant_t& value)
     return *this;
 }
 
-void RowWriter::clear() { m_record = m_table->createOrphanRecord(); }
+void RowWriter::clear()
+{
+    m_record = m_table->createOrphanRecord();
+}
 
 rowvault1::Index RowWriter::commit()
 {

@@ -8,8 +8,8 @@ namespace {
 
 using perfdata::RecordType;
 
-/// Set in the misc field of a FORK that the recorder made up for a task that was there before: such a
-/// task tells its own mappings.
+/// Set in the misc field of a FORK that the recorder made up for a task that was there before: such
+/// a task tells its own mappings.
 constexpr std::uint16_t synthesisedFork = 1U << 13;
 
 std::string hexText(std::span<const std::uint8_t> bytes)
@@ -80,8 +80,8 @@ void SideBandCollector::onMmap(const perfdata::MmapRecord& record)
     const std::uint32_t segment = m_modules.segment(
         {record.filename, buildId, record.pageOffset, record.length, record.protection});
     Process& process = subject(record.pid);
-    process.space.map({record.start, lastAddress(record.start, record.length), record.pageOffset, segment,
-                       &m_modules.modulePath(segment)},
+    process.space.map({record.start, lastAddress(record.start, record.length), record.pageOffset,
+                       segment, &m_modules.modulePath(segment)},
                       m_clock.recordTick(record.time));
 }
 
@@ -123,13 +123,15 @@ void SideBandCollector::onExit(const perfdata::TaskRecord& record)
 void SideBandCollector::onLost(const perfdata::LostRecord& record)
 {
     m_quality.add("records lost by the recorder", record.lost,
-                  "record with a larger ring buffer (-m) or a lower frequency (-F)", Severity::dataLoss);
+                  "record with a larger ring buffer (-m) or a lower frequency (-F)",
+                  Severity::dataLoss);
 }
 
 void SideBandCollector::onLostSamples(const perfdata::LostRecord& record)
 {
     m_quality.add("samples lost by the recorder", record.lost,
-                  "record with a larger ring buffer (-m) or a lower frequency (-F)", Severity::dataLoss);
+                  "record with a larger ring buffer (-m) or a lower frequency (-F)",
+                  Severity::dataLoss);
 }
 
 void SideBandCollector::onThrottle(const perfdata::ThrottleRecord& record)
@@ -158,7 +160,8 @@ void SideBandCollector::onKsymbol(const perfdata::KsymbolRecord& record)
 void SideBandCollector::onTextPoke(const perfdata::TextPokeRecord&)
 {
     m_quality.add("changes of kernel code that were skipped", 1,
-                  "nothing to do: addresses stay right, disassembly may show other bytes", Severity::info);
+                  "nothing to do: addresses stay right, disassembly may show other bytes",
+                  Severity::info);
 }
 
 void SideBandCollector::noteUnusedRecords()

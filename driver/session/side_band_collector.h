@@ -12,9 +12,9 @@
 
 namespace samplefold::session {
 
-/// Builds processes, threads and their mappings from the side-band records of a recording, the first of
-/// two passes: all maps are whole before the first sample is looked up. Counts what the recording says was
-/// lost. Loading thread only.
+/// Builds processes, threads and their mappings from the side-band records of a recording, the
+/// first of two passes: all maps are whole before the first sample is looked up. Counts what the
+/// recording says was lost. Loading thread only.
 class SideBandCollector : public perfdata::RecordSink {
 public:
     /// The arguments must outlive the object.

@@ -34,8 +34,8 @@ void ComponentLog::checkedFailure(const char* expression, const char* file, int 
 {
     const std::string text = tb2::internal::argument_resolver_t(expression).resolve();
     if (m_logger.isEnabledFor(errorLevel)) {
-        m_logger.forcedLog(errorLevel, text + ", at file: " + file + ":" + std::to_string(line), file,
-                           line, signature);
+        m_logger.forcedLog(errorLevel, text + ", at file: " + file + ":" + std::to_string(line),
+                           file, line, signature);
     }
     if (assertionWanted()) {
         PORTA_2_18::debug::_private::____________________ASSERT____________________(

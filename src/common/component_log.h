@@ -9,8 +9,8 @@ namespace samplefold_1 {
 inline constexpr int debugLevel = 10000;
 inline constexpr int errorLevel = 40000;
 
-/// The component's logger as one source file holds it: every source file that logs or checks keeps one in
-/// an unnamed namespace, which sets the component up when the library is loaded.
+/// The component's logger as one source file holds it: every source file that logs or checks keeps
+/// one in an unnamed namespace, which sets the component up when the library is loaded.
 class ComponentLog {
 public:
     ComponentLog();
@@ -18,9 +18,9 @@ public:
     bool isDebugEnabled() const { return m_logger.isEnabledFor(debugLevel); }
     void debug(const std::string& text, const char* file, int line, const char* signature) const;
 
-    /// A checked failure: logs `expression` with its place at error level, and fires the assertion as well
-    /// when the environment asks for it (samplefold_ERROR_HANDLING contains "assert"; read once). The texts
-    /// live as long as the program.
+    /// A checked failure: logs `expression` with its place at error level, and fires the assertion
+    /// as well when the environment asks for it (samplefold_ERROR_HANDLING contains "assert"; read
+    /// once). The texts live as long as the program.
     void checkedFailure(const char* expression, const char* file, int line, const char* signature);
 
 private:

@@ -13,7 +13,8 @@ Index LoaderContext::addSegmentInstance(Index moduleSegment, std::uint64_t addre
                                         const tb2::variant_t& extra)
 {
     const rowvault1::OrphanRecord record = m_segmentInstanceTable->createOrphanRecord();
-    record[segment_instance_column::moduleSegment] = rowvault1::utils::indexToVariant(moduleSegment);
+    record[segment_instance_column::moduleSegment] =
+        rowvault1::utils::indexToVariant(moduleSegment);
     record[segment_instance_column::process] = tb2::variant_t(process.value());
     record[segment_instance_column::address] = tb2::variant_t(address);
     record[segment_instance_column::extra] = extra;

@@ -58,7 +58,8 @@ constexpr std::array g_stacksOff{
 };
 
 template <std::size_t N>
-bool addColumns(rowvault1::IQuery& query, const std::array<wanted_column_t, N>& wanted, columns_t& columns)
+bool addColumns(rowvault1::IQuery& query, const std::array<wanted_column_t, N>& wanted,
+                columns_t& columns)
 {
     for (const wanted_column_t& column : wanted) {
         columns.*column.position = query.addColumn(column.name, 0, {}, 1, 0, "");
@@ -72,7 +73,8 @@ bool addColumns(rowvault1::IQuery& query, const std::array<wanted_column_t, N>& 
 void LoaderContext::initAttributeCaches(std::uint64_t bucketCount)
 {
     m_threadContexts.resize(bucketCount);
-    for (PerThreadContext& bucket : m_threadContexts) bucket.init(m_db, m_linkCallsiteParents);
+    for (PerThreadContext& bucket : m_threadContexts)
+        bucket.init(m_db, m_linkCallsiteParents);
     loadSampleAttributeCacheFromDB();
 }
 
@@ -98,10 +100,10 @@ void LoaderContext::loadSampleAttributeCacheFromDB()
         const Index sampleKey = variantToIndex(r->get(at.rowId));
         const Index callsiteKey =
             m_linkCallsiteParents ? Index() : variantToIndex(r->get(at.callsite));
-        const std::uint64_t bucket = attr.loadFromDbRecord(
-            r, at.eventType, at.cpu, at.cpuState, at.segInst, at.memAccess, at.htmInfo, at.lbrHead,
-            at.ip, at.callsite, at.modSeg, at.rva, at.cpuMode, at.threadState,
-            m_linkCallsiteParents);
+        const std::uint64_t bucket =
+            attr.loadFromDbRecord(r, at.eventType, at.cpu, at.cpuState, at.segInst, at.memAccess,
+                                  at.htmInfo, at.lbrHead, at.ip, at.callsite, at.modSeg, at.rva,
+                                  at.cpuMode, at.threadState, m_linkCallsiteParents);
         m_threadContexts[bucket].cacheSampleAttribute(attr, m_linkCallsiteParents,
                                                       sampleKey.value(), callsiteKey.value());
     }

@@ -1,6 +1,6 @@
+#include "thread_state/instance_row.h"
 #include <samplefold_1/loader_context.h>
 #include <samplefold_1/thread_state.h>
-#include "thread_state/instance_row.h"
 
 #include <PORTA_2_18/assert.h>
 
@@ -9,9 +9,9 @@
 namespace samplefold_1 {
 namespace {
 
-/// How far ahead of the walk memory is fetched: the row keys, which lie anywhere in the caches of the
-/// buckets, and before them the attributes that point there. The distance takes in the followers of most
-/// rows in between.
+/// How far ahead of the walk memory is fetched: the row keys, which lie anywhere in the caches of
+/// the buckets, and before them the attributes that point there. The distance takes in the
+/// followers of most rows in between.
 constexpr std::size_t g_keysAhead = 128;
 constexpr std::size_t g_attributesAhead = g_keysAhead + 32;
 
@@ -32,10 +32,12 @@ void LoaderContext::flushData()
 {
     flushBuckets();
 
-    // One record for all rows: a row without a follower keeps the follower's columns of an earlier row.
+    // One record for all rows: a row without a follower keeps the follower's columns of an earlier
+    // row.
     const auto target = m_instanceContainer->createOrphanInstanceRecord();
     rowvault1::aggregated_band_obj_t band{0, 0, {{0, 0, Index()}}};
-    std::vector<tb2::variant_t> bandFields(std::size_t{std::max(m_rateBandField, m_nextAttrBandField)} + 1);
+    std::vector<tb2::variant_t> bandFields(
+        std::size_t{std::max(m_rateBandField, m_nextAttrBandField)} + 1);
 
     for (std::size_t i = 0; i < m_pmuData.size(); ++i) {
         fetchAhead(m_pmuData, i);
@@ -56,7 +58,8 @@ void LoaderContext::flushData()
 
 void LoaderContext::flushBuckets()
 {
-    for (PerThreadContext& bucket : m_threadContexts) bucket.flush(m_db);
+    for (PerThreadContext& bucket : m_threadContexts)
+        bucket.flush(m_db);
 }
 
 void LoaderContext::addBand(const pmu_data_t& data, rowvault1::aggregated_band_obj_t& band,

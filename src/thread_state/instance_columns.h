@@ -2,7 +2,8 @@
 
 #include <cstdint>
 
-// Columns of a sample instance; keys, integers and doubles are numbered apart, the timestamp is the last tick.
+// Columns of a sample instance; keys, integers and doubles are numbered apart, the timestamp is the
+// last tick.
 namespace samplefold_1 {
 
 namespace instance_key {

@@ -1,13 +1,14 @@
 #pragma once
 
-#include <samplefold_1/sample_records.h>
 #include "thread_state/instance_columns.h"
+#include <samplefold_1/sample_records.h>
 
 #include <rowvault1/instance_container.h>
 
 namespace samplefold_1 {
 
-/// Writes the key columns that every sample row has; those of the following sample are the caller's.
+/// Writes the key columns that every sample row has; those of the following sample are the
+/// caller's.
 inline void writeSampleKeys(rowvault1::IOrphanInstanceDataRecord& target, const pmu_data_t& data,
                             Index threadKey)
 {

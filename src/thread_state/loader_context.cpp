@@ -4,7 +4,10 @@
 
 namespace samplefold_1 {
 
-LoaderContext::LoaderContext() { m_loadInstanceDataToSqlite = loadInstanceDataToSqlite(); }
+LoaderContext::LoaderContext()
+{
+    m_loadInstanceDataToSqlite = loadInstanceDataToSqlite();
+}
 
 LoaderContext::~LoaderContext() = default;
 
@@ -32,7 +35,8 @@ pmu_sample_attribute_t* LoaderContext::addpmuSampleAttribute(const pmu_sample_at
 {
     const std::uint64_t number = m_sampleAttributes.size();
     pmu_sample_attribute_t* const stored = m_sampleAttributes.push(attr);
-    m_threadContexts[attributeBucket(attr, m_linkCallsiteParents)].m_attributeNumbers.push_back(number);
+    m_threadContexts[attributeBucket(attr, m_linkCallsiteParents)].m_attributeNumbers.push_back(
+        number);
     return stored;
 }
 

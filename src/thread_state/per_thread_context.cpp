@@ -68,7 +68,8 @@ void PerThreadContext::flush([[maybe_unused]] tb2::sptr_t<rowvault1::IDatabase> 
 
 void PerThreadContext::writeCodeLocations()
 {
-    // Set once and not for each entry: after a failed commit the callsite refers to the location before.
+    // Set once and not for each entry: after a failed commit the callsite refers to the location
+    // before.
     Index clIndex;
     for (auto* const entry : m_codeLocationsToAdd) {
         const code_location_t& location = entry->first;

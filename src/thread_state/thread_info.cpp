@@ -1,8 +1,8 @@
 #include <samplefold_1/thread_state.h>
 
 #include "common/load_instance_data.h"
-#include <samplefold_1/loader_context.h>
 #include "thread_state/instance_row.h"
+#include <samplefold_1/loader_context.h>
 
 #include <PORTA_2_18/assert.h>
 
@@ -14,9 +14,9 @@ namespace {
 
 constexpr const char* g_attributeTable = "dd_sample";
 
-/// Ticks of a product of two factors: cut towards zero, the upper half of the range by taking the top bit
-/// away and putting it back. Values that no 64-bit number holds give the top bit alone, which no start
-/// tick of a recording reaches.
+/// Ticks of a product of two factors: cut towards zero, the upper half of the range by taking the
+/// top bit away and putting it back. Values that no 64-bit number holds give the top bit alone,
+/// which no start tick of a recording reaches.
 std::uint64_t toTicks(double value)
 {
     constexpr double topBit = 9223372036854775808.0;
@@ -100,7 +100,8 @@ void ThreadInfo::closeSample(pmu_data_t& sample, std::uint64_t tsc, std::int64_t
                              std::int32_t eventSlot)
 {
     const std::uint64_t ticks = tsc - sample.end_tsc; // wraps for a tick before the last one
-    sample.rate = tsc > sample.end_tsc ? static_cast<double>(count) / static_cast<double>(ticks) : 0.0;
+    sample.rate =
+        tsc > sample.end_tsc ? static_cast<double>(count) / static_cast<double>(ticks) : 0.0;
 
     // An interval without length is given the length of the one that follows it.
     if (sample.start_tsc == sample.end_tsc && ticks <= sample.start_tsc) sample.start_tsc -= ticks;

@@ -21,8 +21,8 @@ std::mutex g_mutex;
 
 void startLog4cplus()
 {
-    // Kept until the process ends: loggers are used from static objects of any library. Built in place,
-    // so that there is a count that nobody gives back but no memory that nobody points to.
+    // Kept until the process ends: loggers are used from static objects of any library. Built in
+    // place, so that there is a count that nobody gives back but no memory that nobody points to.
     alignas(log4cplus::Initializer) static std::byte room[sizeof(log4cplus::Initializer)];
     static const auto* const initializer = new (room) log4cplus::Initializer;
     static_cast<void>(initializer);
@@ -62,7 +62,8 @@ bool logToFile(std::string_view component, std::string_view path, int level)
     const std::lock_guard lock(g_mutex);
     log4cplus::SharedFileAppenderPtr appender(
         new log4cplus::FileAppender(log4cplus::tstring(path), std::ios_base::app));
-    appender->setLayout(std::make_unique<log4cplus::PatternLayout>("%D{%Y-%m-%d %H:%M:%S.%q} %p %m%n"));
+    appender->setLayout(
+        std::make_unique<log4cplus::PatternLayout>("%D{%Y-%m-%d %H:%M:%S.%q} %p %m%n"));
     auto logger = log4cplus::Logger::getInstance(log4cplus::tstring(component));
     logger.removeAllAppenders();
     logger.setLogLevel(level);

@@ -9,7 +9,8 @@ std::atomic<error_code_t::raise_handler_t> g_raiseHandler{nullptr};
 
 } // namespace
 
-error_code_t error_code_t::raise(std::int32_t code, std::string_view text, const char* file, int line)
+error_code_t error_code_t::raise(std::int32_t code, std::string_view text, const char* file,
+                                 int line)
 {
     if (const auto handler = g_raiseHandler.load()) handler(code, text, file, line);
     return error_code_t(code);

@@ -66,10 +66,14 @@ bool operator==(const variant_t& a, const variant_t& b) noexcept
 {
     if (a.m_kind != b.m_kind) return false;
     switch (a.m_kind) {
-    case variant_t::kind_t::null: return true;
-    case variant_t::kind_t::real: return a.m_value.d == b.m_value.d;
-    case variant_t::kind_t::text: return a.as_text() == b.as_text();
-    default: return a.m_value.u == b.m_value.u;
+    case variant_t::kind_t::null:
+        return true;
+    case variant_t::kind_t::real:
+        return a.m_value.d == b.m_value.d;
+    case variant_t::kind_t::text:
+        return a.as_text() == b.as_text();
+    default:
+        return a.m_value.u == b.m_value.u;
     }
 }
 

@@ -4,8 +4,8 @@
 
 #include <string_view>
 
-// The assertion entry of the family. An assertion tells what cannot be: it reports and returns, and the
-// code behind it goes on with the bad value, unless the handler in force stops the process.
+// The assertion entry of the family. An assertion tells what cannot be: it reports and returns, and
+// the code behind it goes on with the bad value, unless the handler in force stops the process.
 namespace PORTA_2_18::debug {
 
 /// One fired assertion. The texts live as long as the program.
@@ -16,7 +16,8 @@ struct assertion_t {
     std::string_view signature;
 };
 
-/// Receives every fired assertion. Called on the thread that fired it; it may throw or end the process.
+/// Receives every fired assertion. Called on the thread that fired it; it may throw or end the
+/// process.
 using assertion_handler_t = void (*)(const assertion_t&);
 
 /// Puts `handler` in force for the whole process and returns the former one; null brings back the

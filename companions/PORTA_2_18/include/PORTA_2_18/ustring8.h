@@ -5,8 +5,8 @@
 
 namespace PORTA_2_18 {
 
-/// Text in UTF-8 as the family passes it between its libraries: a byte string that owns its memory, is
-/// always NUL-terminated and is not checked for valid UTF-8 (paths on Linux are plain bytes).
+/// Text in UTF-8 as the family passes it between its libraries: a byte string that owns its memory,
+/// is always NUL-terminated and is not checked for valid UTF-8 (paths on Linux are plain bytes).
 /// Copying copies the bytes. One object belongs to one thread at a time.
 class ustring8 {
 public:

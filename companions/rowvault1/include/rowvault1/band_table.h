@@ -23,7 +23,8 @@ struct aggregated_data_t {
     Index attribute;
 };
 
-/// An interval, both ends included, in ticks, with any number of attribute counts. A stored row each.
+/// An interval, both ends included, in ticks, with any number of attribute counts. A stored row
+/// each.
 struct ROWVAULT1_API aggregated_band_obj_t {
     std::uint64_t start = 0;
     std::uint64_t end = 0;
@@ -49,12 +50,13 @@ public:
 template <class Band>
 class ROWVAULT1_API IGenericBandTable : public tb2::object_interface_t {
 public:
-    /// Stores a band. `custom` has an entry per custom band column by its position (null variants leave a
-    /// column empty), or is null for none; entries beyond the custom columns must be null variants.
-    /// True on success, with `meta` set; false when the store has failed.
+    /// Stores a band. `custom` has an entry per custom band column by its position (null variants
+    /// leave a column empty), or is null for none; entries beyond the custom columns must be null
+    /// variants. True on success, with `meta` set; false when the store has failed.
     virtual bool add(const band_timeline_key_t& key, const Band& band, tb2::sptr_t<IMetaData>& meta,
                      const std::vector<tb2::variant_t>* custom) = 0;
-    /// Position of a custom band column by name, InvalidColIdx when the table has none of that name.
+    /// Position of a custom band column by name, InvalidColIdx when the table has none of that
+    /// name.
     virtual std::uint16_t customColumn(const char* name) const = 0;
 };
 

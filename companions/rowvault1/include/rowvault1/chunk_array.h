@@ -11,11 +11,11 @@ namespace rowvault1 {
 
 /// Growing array in chunks of 4096 elements, for records without owning members.
 ///
-/// Invariants: 1. an element never moves until the array is destroyed; 2. a chunk takes memory when its
-/// first element is written, and then holds the default value in every slot not pushed yet; 3. size is
-/// never above capacity, the number of elements for which chunk headers exist.
-/// Thread rules: pushing happens on one thread at a time; elements may be read on any thread while no
-/// push is under way.
+/// Invariants: 1. an element never moves until the array is destroyed; 2. a chunk takes memory when
+/// its first element is written, and then holds the default value in every slot not pushed yet; 3.
+/// size is never above capacity, the number of elements for which chunk headers exist. Thread
+/// rules: pushing happens on one thread at a time; elements may be read on any thread while no push
+/// is under way.
 template <class T>
 class ChunkArray {
 public:
@@ -30,11 +30,12 @@ public:
     ChunkArray& operator=(const ChunkArray&) = delete;
     ~ChunkArray()
     {
-        for (chunk_t& chunk : m_chunks) freeChunk(chunk);
+        for (chunk_t& chunk : m_chunks)
+            freeChunk(chunk);
     }
 
-    /// Stores a copy and returns its address, which stays. Throws std::bad_alloc or std::length_error when
-    /// there is no room, with the array unchanged.
+    /// Stores a copy and returns its address, which stays. Throws std::bad_alloc or
+    /// std::length_error when there is no room, with the array unchanged.
     T* push(const T& value)
     {
         if (m_capacity <= m_size) grow();
@@ -46,8 +47,8 @@ public:
         return slot;
     }
 
-    /// Element `n`; `n` must be below capacity(). A slot of a chunk not written yet gets its memory here
-    /// and holds the default value.
+    /// Element `n`; `n` must be below capacity(). A slot of a chunk not written yet gets its memory
+    /// here and holds the default value.
     T& operator[](std::size_t n)
     {
         chunk_t& chunk = m_chunks[n >> chunkShift];
@@ -55,13 +56,16 @@ public:
         return chunk.memory[n & chunkMask];
     }
     /// Element `n`; `n` must be below size().
-    const T& operator[](std::size_t n) const { return m_chunks[n >> chunkShift].memory[n & chunkMask]; }
+    const T& operator[](std::size_t n) const
+    {
+        return m_chunks[n >> chunkShift].memory[n & chunkMask];
+    }
 
     std::size_t size() const noexcept { return m_size; }
     std::size_t capacity() const noexcept { return m_capacity; }
 
-    /// Sets the size to 0 and keeps the chunks, whose next use writes over old elements. Pointers to
-    /// elements stay readable and tell what the slot holds.
+    /// Sets the size to 0 and keeps the chunks, whose next use writes over old elements. Pointers
+    /// to elements stay readable and tell what the slot holds.
     void reset() noexcept { m_size = 0; }
 
 private:

@@ -10,16 +10,16 @@ namespace rowvault1 {
 /// An open result. One thread at a time.
 class ROWVAULT1_API IDatabase : public tb2::object_interface_t {
 public:
-    /// The attribute table of that name, the same object on every call while a handle on it lives; null
-    /// when the result has no such table.
+    /// The attribute table of that name, the same object on every call while a handle on it lives;
+    /// null when the result has no such table.
     virtual tb2::sptr_t<IAttributeTable> getAttributeTable(const char* name) = 0;
-    /// Opens or creates the band table of a data name (letters, digits, underscores) over an attribute
-    /// table. Null for other names, for the name of a table that is no band table, for an unknown attribute
-    /// table, and when the store has failed. `suffix` is taken and not used.
+    /// Opens or creates the band table of a data name (letters, digits, underscores) over an
+    /// attribute table. Null for other names, for the name of a table that is no band table, for an
+    /// unknown attribute table, and when the store has failed. `suffix` is taken and not used.
     virtual tb2::sptr_t<IGenericBandTable<single_band_obj_t>>
     createBandTable(const char* dataName, const char* attributeTable, const char* suffix) = 0;
-    /// A query over an attribute, band or bucket table; null when the result has no such table. Instances
-    /// are read through their container. `kind` is taken and not used.
+    /// A query over an attribute, band or bucket table; null when the result has no such table.
+    /// Instances are read through their container. `kind` is taken and not used.
     virtual tb2::sptr_t<IQuery> createQuery(const char* table, int kind) = 0;
 };
 
@@ -33,9 +33,11 @@ public:
 class ROWVAULT1_API IPerfDatabase : public tb2::object_interface_t {
 public:
     /// Definition of the instance table of that data; null until createBandTable has made the data.
-    virtual tb2::sptr_t<IGrouperInstanceTableDef> getInstanceTableDef(const char* dataName, int kind) = 0;
-    /// Ties the instance table to its owner table, so that a band belongs to a row of the owner. The tie
-    /// is kept in the result (table "band_binding"). The numbers and further texts are taken and not used.
+    virtual tb2::sptr_t<IGrouperInstanceTableDef> getInstanceTableDef(const char* dataName,
+                                                                      int kind) = 0;
+    /// Ties the instance table to its owner table, so that a band belongs to a row of the owner.
+    /// The tie is kept in the result (table "band_binding"). The numbers and further texts are
+    /// taken and not used.
     virtual void bindInstanceTable(const tb2::sptr_t<IGrouperInstanceTableDef>& definition,
                                    const char* ownerTable, int flags, const char* ownerName,
                                    const char* filter, const char* suffix) = 0;

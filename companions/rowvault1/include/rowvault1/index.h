@@ -30,8 +30,9 @@ inline constexpr std::uint16_t InvalidColIdx = 65535;
 
 namespace utils {
 
-/// Row key held by a column's value: an integer of either 32-bit or 64-bit kind is cut to 32 bits, null
-/// gives -1. Any other kind fires "Variant cannot be converted to db index - type mismatch" and gives -1.
+/// Row key held by a column's value: an integer of either 32-bit or 64-bit kind is cut to 32 bits,
+/// null gives -1. Any other kind fires "Variant cannot be converted to db index - type mismatch"
+/// and gives -1.
 ROWVAULT1_API Index variantToIndex(const tb2::variant_t& value);
 
 /// Text held by a column's value: a copy of the text, the empty text for null. Any other kind fires

@@ -21,8 +21,9 @@ protected:
     ~IConstRecord() = default;
 };
 
-/// Rows of a query, read as the walk goes on. It keeps its database alive. One thread at a time; the
-/// rows seen are those there at `execute`, with the values that they have when the walk comes near them.
+/// Rows of a query, read as the walk goes on. It keeps its database alive. One thread at a time;
+/// the rows seen are those there at `execute`, with the values that they have when the walk comes
+/// near them.
 class ROWVAULT1_API IGenericRecordset : public tb2::object_interface_t {
 public:
     virtual bool atEnd() const = 0;
@@ -35,14 +36,14 @@ public:
 class ROWVAULT1_API IQuery : public tb2::object_interface_t {
 public:
     /// Adds a column by name ("cpu", "rowid") or by a dotted path that follows reference columns
-    /// ("callsite.code_loc.rva"); a broken reference yields null. Returns its position in the result, or
-    /// InvalidColIdx for a name or path that the schema does not have. The four arguments behind the name
-    /// are taken and not used.
+    /// ("callsite.code_loc.rva"); a broken reference yields null. Returns its position in the
+    /// result, or InvalidColIdx for a name or path that the schema does not have. The four
+    /// arguments behind the name are taken and not used.
     virtual std::uint16_t addColumn(const char* name, int aggregation = 0,
                                     const tb2::generic_iterator_t<const char*>& arguments = {},
                                     int kind = 1, int flags = 0, const char* alias = "") = 0;
-    /// Runs the query; rows come in ascending key order, those still queued for writing included. Null
-    /// when there is no column or the store has failed. The arguments are taken and not used.
+    /// Runs the query; rows come in ascending key order, those still queued for writing included.
+    /// Null when there is no column or the store has failed. The arguments are taken and not used.
     virtual tb2::sptr_t<IGenericRecordset> execute(int flags = 0, const char* filter = "",
                                                    const char* order = "") = 0;
 };

@@ -9,10 +9,10 @@
 
 namespace rowvault1 {
 
-/// Handle on a record of type `R`: IOrphanRecordInternal, IRecordInternal (a stored row for change) or
-/// IConstRecordInternal (for reading). `operator[]` on a null record fires "m_pRecord" and gives a field
-/// that reads null and drops what is assigned. The last accessor on a row for change, when it is released,
-/// commits what was assigned. One accessor belongs to one thread.
+/// Handle on a record of type `R`: IOrphanRecordInternal, IRecordInternal (a stored row for change)
+/// or IConstRecordInternal (for reading). `operator[]` on a null record fires "m_pRecord" and gives
+/// a field that reads null and drops what is assigned. The last accessor on a row for change, when
+/// it is released, commits what was assigned. One accessor belongs to one thread.
 template <class R>
 class RecordAccessor {
     static constexpr bool commitsOnRelease = std::is_same_v<R, IRecordInternal>;
@@ -21,7 +21,10 @@ public:
     RecordAccessor() = default;
     RecordAccessor(tb2::sptr_t<R> record) : m_pRecord(std::move(record)) {}
     RecordAccessor(const RecordAccessor&) = default;
-    RecordAccessor(RecordAccessor&& other) noexcept : m_pRecord(other.m_pRecord) { other.m_pRecord.reset(); }
+    RecordAccessor(RecordAccessor&& other) noexcept : m_pRecord(other.m_pRecord)
+    {
+        other.m_pRecord.reset();
+    }
     RecordAccessor& operator=(RecordAccessor other)
     {
         release();
@@ -37,10 +40,9 @@ public:
         return FieldAccessor<R>(m_pRecord.get(), column);
     }
 
-    /// Commits an orphan record as a new row (IOrphanRecordInternal::commit). On a null record fires
-    /// "m_pRecord" and returns false.
-    bool commit(Index& out, int a, int b) const
-        requires std::is_same_v<R, IOrphanRecordInternal>
+    /// Commits an orphan record as a new row (IOrphanRecordInternal::commit). On a null record
+    /// fires "m_pRecord" and returns false.
+    bool commit(Index& out, int a, int b) const requires std::is_same_v<R, IOrphanRecordInternal>
     {
         PORTA_ASSERT_TEXT(!m_pRecord.is_null(), "m_pRecord");
         return m_pRecord && m_pRecord->commit(out, a, b);

@@ -38,7 +38,8 @@ struct view_t {
     std::span<const column_t> columns;
 };
 
-/// All tables, all views, in the order of the documentation. Live as long as the program. Any thread.
+/// All tables, all views, in the order of the documentation. Live as long as the program. Any
+/// thread.
 ROWVAULT1_API std::span<const table_t> tables();
 ROWVAULT1_API std::span<const view_t> views();
 

@@ -8,8 +8,8 @@
 
 namespace toolbelt2::internal {
 
-/// Builds a message from a text with places "%1" to "%9". A place with no argument, and every other "%",
-/// stays as it is. One object belongs to one thread.
+/// Builds a message from a text with places "%1" to "%9". A place with no argument, and every other
+/// "%", stays as it is. One object belongs to one thread.
 class TOOLBELT2_API argument_resolver_t {
 public:
     explicit argument_resolver_t(std::string_view text) : m_text(text) {}

@@ -4,8 +4,8 @@
 
 namespace toolbelt2 {
 
-/// Walks a row of values that somebody else owns. The values must outlive the iterator. A default-built
-/// one is empty. One object belongs to one thread.
+/// Walks a row of values that somebody else owns. The values must outlive the iterator. A
+/// default-built one is empty. One object belongs to one thread.
 template <class T>
 class generic_iterator_t {
 public:

@@ -5,11 +5,12 @@
 #include <atomic>
 #include <cstdint>
 
-// Counted objects: the interface that all shared handles of the family hold, and the ready-made count.
+// Counted objects: the interface that all shared handles of the family hold, and the ready-made
+// count.
 namespace toolbelt2 {
 
-/// Base of every interface that is held by a counted handle. The count starts at 0 and the first handle
-/// takes it to 1; the release that brings it back to 0 destroys the object.
+/// Base of every interface that is held by a counted handle. The count starts at 0 and the first
+/// handle takes it to 1; the release that brings it back to 0 destroys the object.
 class object_interface_t {
 public:
     virtual void add_ref() const noexcept = 0;
@@ -40,8 +41,8 @@ private:
     std::int32_t m_count = 0;
 };
 
-/// `Base`, an implementation of an interface, with its count filled in. Objects of this type live on the
-/// heap and are held by handles only.
+/// `Base`, an implementation of an interface, with its count filled in. Objects of this type live
+/// on the heap and are held by handles only.
 template <class Base, class Count = mt_ref_count_impl_t>
 class ref_counted_t final : public Base {
 public:
@@ -58,7 +59,13 @@ private:
     mutable Count m_refs;
 };
 
-inline void intrusive_ptr_add_ref(const object_interface_t* object) noexcept { object->add_ref(); }
-inline void intrusive_ptr_release(const object_interface_t* object) noexcept { object->release(); }
+inline void intrusive_ptr_add_ref(const object_interface_t* object) noexcept
+{
+    object->add_ref();
+}
+inline void intrusive_ptr_release(const object_interface_t* object) noexcept
+{
+    object->release();
+}
 
 } // namespace toolbelt2

@@ -10,8 +10,8 @@
 
 namespace toolbelt2 {
 
-/// Shared handle on a counted object. Copying takes a reference, dropping gives it back; it may be null.
-/// One handle belongs to one thread at a time, the object's count allows handles on several.
+/// Shared handle on a counted object. Copying takes a reference, dropping gives it back; it may be
+/// null. One handle belongs to one thread at a time, the object's count allows handles on several.
 template <class T>
 class sptr_t {
 public:
@@ -19,10 +19,7 @@ public:
     sptr_t(std::nullptr_t) {}
     explicit sptr_t(T* object) : m_ptr(object) {}
     template <class U>
-        requires std::is_convertible_v<U*, T*>
-    sptr_t(const sptr_t<U>& other) : m_ptr(other.get())
-    {
-    }
+    requires std::is_convertible_v<U*, T*> sptr_t(const sptr_t<U>& other) : m_ptr(other.get()) {}
 
     T* get() const noexcept { return m_ptr.get(); }
     T* operator->() const noexcept { return m_ptr.get(); }

@@ -7,8 +7,9 @@
 
 namespace toolbelt2 {
 
-/// Tagged value of a store column, 16 bytes. Text is a counted block that copies share and the last one
-/// frees; its count is atomic, so copies may live on several threads. The default value is null.
+/// Tagged value of a store column, 16 bytes. Text is a counted block that copies share and the last
+/// one frees; its count is atomic, so copies may live on several threads. The default value is
+/// null.
 class TOOLBELT2_API variant_t {
 public:
     enum class kind_t : std::uint8_t { null, u16, s32, u32, s64, u64, real, text };
@@ -56,13 +57,14 @@ public:
     /// True for the five integer kinds.
     bool is_integer() const noexcept { return m_kind >= kind_t::u16 && m_kind <= kind_t::u64; }
 
-    /// Reads either 32-bit kind, its bits as signed. Any other kind fires "can_get<s32_t>()" and gives
-    /// the low 32 bits of an integer, 0 of anything else.
+    /// Reads either 32-bit kind, its bits as signed. Any other kind fires "can_get<s32_t>()" and
+    /// gives the low 32 bits of an integer, 0 of anything else.
     std::int32_t as_s32() const;
-    /// Reads either 64-bit kind, its bits as signed. Any other kind fires "can_get<s64_t>()" and gives
-    /// the value of an integer, 0 of anything else.
+    /// Reads either 64-bit kind, its bits as signed. Any other kind fires "can_get<s64_t>()" and
+    /// gives the value of an integer, 0 of anything else.
     std::int64_t as_s64() const;
-    /// Bits of any integer kind widened to 64 bits (signed kinds extend their sign), 0 of anything else.
+    /// Bits of any integer kind widened to 64 bits (signed kinds extend their sign), 0 of anything
+    /// else.
     std::uint64_t integer_bits() const noexcept { return is_integer() ? m_value.u : 0; }
     /// The double; 0.0 of any other kind.
     double as_double() const noexcept { return m_kind == kind_t::real ? m_value.d : 0.0; }
