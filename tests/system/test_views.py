@@ -59,7 +59,8 @@ class Samples(SystemTest):
         want = Counter((str(first_tick(chain, at)), str(line.tick), line.event, str(line.pid), str(line.tid), "NULL",
                         "kernel" if line.ip >> 63 else "user", f"{line.ip:#x}", str(line.period))
                        for chain in lines_by_thread_and_event().values() for at, line in enumerate(chain))
-        got = Counter(shell(self.folder, "SELECT start_tsc, end_tsc, event, pid, tid, cpu, mode, ip, count FROM samples"))
+        got = Counter(shell(self.folder, "SELECT start_tsc, end_tsc, event, pid, tid, cpu, mode, ip, count "
+                                         "FROM samples"))
         self.assert_same_bag(got, want, "samples")
 
     def test_rates(self):
@@ -129,7 +130,8 @@ class OtherViews(SystemTest):
         self.assertEqual({key: info.get(key) for key in want}, want)
 
     def test_processes_and_threads_have_the_times_of_their_records(self):
-        records = re.compile(r"^(\d+) \S+ \[\S+\]: PERF_RECORD_(FORK|EXIT)\((\d+):(\d+)\):\((\d+):(\d+)\)", re.MULTILINE)
+        records = re.compile(r"^(\d+) \S+ \[\S+\]: PERF_RECORD_(FORK|EXIT)\((\d+):(\d+)\):\((\d+):(\d+)\)",
+                             re.MULTILINE)
         starts, ends, parents = {}, {}, {}
         for tick, kind, pid, tid, parent, _ in records.findall(CASE.text("records.txt")):
             (starts if kind == "FORK" else ends)[pid, tid] = tick
