@@ -7,8 +7,10 @@
 
 #include <rowvault1/result.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -49,25 +51,34 @@ void checkMode(rowvault1::IResult& store, const LoadOptions& options)
     }
 }
 
+/// A number of the load_info view, if it is there.
+std::optional<std::uint64_t> infoNumber(rowvault1::IResult& store, const char* key)
+{
+    const std::string text = store.info(key);
+    std::uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc{} ? std::optional(number) : std::nullopt;
+}
+
 /// Adds to a number of the load_info view, so that it covers all loads of a result.
 void addInfo(rowvault1::IResult& store, const char* key, std::uint64_t more)
 {
-    const std::string before = store.info(key);
-    std::uint64_t total = 0;
-    std::from_chars(before.data(), before.data() + before.size(), total);
-    store.setInfo(key, std::to_string(total + more));
+    store.setInfo(key, std::to_string(infoNumber(store, key).value_or(0) + more));
 }
 
 /// Facts of the load and of the machine of the recording, for the load_info view; what the
-/// recording does not tell has no key.
+/// recording does not tell has no key. Those of appended loads stand under keys of their own
+/// ("input of load 2"), so that every input stays named.
 void storeInfo(rowvault1::IResult& store, const Recording& recording, const LoadOptions& options)
 {
     const perfdata::Features& features = recording.features();
-    const auto setIfKnown = [&store](const char* key, const std::string& value) {
-        if (!value.empty()) store.setInfo(key, value);
+    addInfo(store, "loads", 1);
+    const std::string suffix = options.append ? " of load " + store.info("loads") : "";
+    const auto setIfKnown = [&](const std::string& key, const std::string& value) {
+        if (!value.empty()) store.setInfo(key + suffix, value);
     };
-    store.setInfo("samplefold_version", versionText());
-    store.setInfo("input", recording.name());
+    setIfKnown("samplefold_version", versionText());
+    setIfKnown("input", recording.name());
     setIfKnown("input_checksum", inputChecksum(options.input));
     store.setInfo("stacks", g_stacksOff);
     store.setInfo("store_each_sample", options.storeEachSample ? "on" : "off");
@@ -96,8 +107,10 @@ void storeTimes(rowvault1::IResult& store, const Recording& recording)
     const auto range = recording.timeRange();
     store.setInfo("ticks", range ? "recorded" : "numbered");
     if (!range) return;
-    store.setInfo("first_time", std::to_string(range->first));
-    store.setInfo("last_time", std::to_string(range->second));
+    const std::uint64_t first = infoNumber(store, "first_time").value_or(range->first);
+    const std::uint64_t last = infoNumber(store, "last_time").value_or(range->second);
+    store.setInfo("first_time", std::to_string(std::min(first, range->first)));
+    store.setInfo("last_time", std::to_string(std::max(last, range->second)));
 }
 
 void noteRecording(const Recording& recording, session::QualityLog& quality)

@@ -33,7 +33,7 @@ constexpr const char* g_taskJoins = R"(
 constexpr GroupingSql g_groupings[] = {
     {Grouping::module, "module", "sample", "coalesce(m.path, '[unknown]') AS module", g_codeJoins},
     {Grouping::address, "address", "sample",
-     "coalesce(m.name, '[unknown]') AS module, printf('0x%x', l.rva) AS address", g_codeJoins},
+     "coalesce(m.path, '[unknown]') AS module, printf('0x%x', l.rva) AS address", g_codeJoins},
     {Grouping::process, "process", "thread", "p.pid AS pid, p.name AS process", g_taskJoins},
     {Grouping::thread, "thread", "thread", "p.pid AS pid, t.tid AS tid, t.name AS thread",
      g_taskJoins},

@@ -62,24 +62,18 @@ nlohmann::ordered_json toJson(const variant_t& value)
 nlohmann::ordered_json rowToJson(std::span<const std::string> names, std::span<const variant_t> row)
 {
     nlohmann::ordered_json object = nlohmann::ordered_json::object();
-    for (std::size_t i = 0; i < row.size(); ++i)
-        object[names[i]] = toJson(row[i]);
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        std::string name = names[i];
+        for (int again = 2; object.contains(name); ++again)
+            name = names[i] + " " + std::to_string(again);
+        object[name] = toJson(row[i]);
+    }
     return object;
 }
 
 std::string jsonText(const nlohmann::ordered_json& value, int indent)
 {
     return value.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-}
-
-std::string quoted(std::string_view text)
-{
-    std::string out = "'";
-    for (const char c : text) {
-        if (c == '\'') out += c;
-        out += c;
-    }
-    return out + "'";
 }
 
 } // namespace samplefold::report

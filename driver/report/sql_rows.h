@@ -25,14 +25,12 @@ std::string toText(const tb2::variant_t& value);
 /// A value for a script: null, a number or a text.
 nlohmann::ordered_json toJson(const tb2::variant_t& value);
 
-/// The row as an object with the columns' names as keys.
+/// The row as an object with the columns' names as keys; a name that comes again gets " 2", " 3"
+/// behind it.
 nlohmann::ordered_json rowToJson(std::span<const std::string> names,
                                  std::span<const tb2::variant_t> row);
 
 /// JSON text of a value; bytes that are no UTF-8 become the replacement character.
 std::string jsonText(const nlohmann::ordered_json& value, int indent);
-
-/// `text` as a SQL literal.
-std::string quoted(std::string_view text);
 
 } // namespace samplefold::report

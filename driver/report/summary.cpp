@@ -56,6 +56,11 @@ void writeSummary(rowvault1::IResult& result, std::ostream& out)
     writeLine(out, "result", result.databasePath());
     writeLine(out, "state", info("state"));
     writeLine(out, "input", info("input"));
+    for (int load = 2;; ++load) {
+        const std::string input = result.info("input of load " + std::to_string(load));
+        if (input.empty()) break;
+        writeLine(out, "and", input);
+    }
     writeLine(out, "checksum", info("input_checksum"));
     writeLine(out, "damage", info("input_fault"));
     writeLine(out, "command", info("command_line"));

@@ -118,6 +118,15 @@ class SecondLoad(SystemTest):
                          2 * 107)
         self.assertEqual(duplicated(sums), [])
 
+    def test_keeps_the_names_of_all_inputs(self):
+        other = kept("systemwide-multi").recording(self.folder)
+        both = self.load(self.recording, self.folder / "both")
+        self.load(other, both, "--append")
+        told = result.info(both)
+        self.assertEqual([told[key] for key in ("loads", "input", "input of load 2")],
+                         ["2", str(self.recording), str(other)])
+        self.assertNotEqual(told["input_checksum"], told["input_checksum of load 2"])
+
     def test_of_another_recording_keeps_both(self):
         other = kept("systemwide-multi")
         both = self.load(self.recording, self.folder / "both")

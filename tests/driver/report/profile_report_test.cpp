@@ -63,7 +63,7 @@ TEST_F(ProfileReportTest, AddressesAreHexadecimal)
     add({cycles, addPlace("/lib/a.so", 0x1234), thread, cpu, 3});
     add({cycles, addPlace("", 0xffffffff81000000), thread, cpu, 1});
     EXPECT_EQ(entries(Grouping::address),
-              (lines_t{R"("cycles" "a.so" "0x1234" 1 3 75.0)",
+              (lines_t{R"("cycles" "/lib/a.so" "0x1234" 1 3 75.0)",
                        R"("cycles" "[unknown]" "0xffffffff81000000" 1 1 25.0)"}));
 }
 
