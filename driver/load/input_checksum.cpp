@@ -1,5 +1,7 @@
 #include "load/input_checksum.h"
 
+#include "session/hex_text.h"
+
 #include <xxhash.h>
 
 #include <fcntl.h>
@@ -42,17 +44,6 @@ private:
     int m_descriptor;
 };
 
-std::string hexText(const XXH128_canonical_t& digest)
-{
-    static constexpr char digits[] = "0123456789abcdef";
-    std::string text = "xxh128:";
-    for (const unsigned char byte : digest.digest) {
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
-    return text;
-}
-
 } // namespace
 
 std::string inputChecksum(const std::string& path)
@@ -71,7 +62,7 @@ std::string inputChecksum(const std::string& path)
     }
     XXH128_canonical_t digest;
     XXH128_canonicalFromHash(&digest, XXH3_128bits_digest(state.get()));
-    return hexText(digest);
+    return "xxh128:" + session::hexText(digest.digest);
 }
 
 } // namespace samplefold::load

@@ -1,7 +1,8 @@
 #include "session/side_band_collector.h"
 
+#include "session/hex_text.h"
+
 #include <limits>
-#include <span>
 
 namespace samplefold::session {
 namespace {
@@ -11,17 +12,6 @@ using perfdata::RecordType;
 /// Set in the misc field of a FORK that the recorder made up for a task that was there before: such
 /// a task tells its own mappings.
 constexpr std::uint16_t synthesisedFork = 1U << 13;
-
-std::string hexText(std::span<const std::uint8_t> bytes)
-{
-    static constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    for (const std::uint8_t byte : bytes) {
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
-    return text;
-}
 
 /// Last address of a range that may reach to the end of the address space.
 std::uint64_t lastAddress(std::uint64_t start, std::uint64_t length)
