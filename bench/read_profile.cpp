@@ -1,6 +1,7 @@
-// How fast a recording is read when nothing is done with it: opens it (which scans all records), delivers all
-// samples in time order to a sink that only adds up, and prints millions of samples per second of processor
-// time for both, and the highest resident memory, which includes pages of the mapped file.
+// How fast a recording is read when nothing is done with it: opens it (which scans all records),
+// delivers all samples in time order to a sink that only adds up, and prints millions of samples
+// per second of processor time for both, and the highest resident memory, which includes pages of
+// the mapped file.
 
 #include "perfdata/recording.h"
 
@@ -46,11 +47,11 @@ void run(const char* path)
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     const double millions = static_cast<double>(sum.samples) / 1e6;
-    std::printf("samples %llu, periods %llu: scan %.1f, deliver %.1f, both %.1f million/s, %.1f MB\n",
-                static_cast<unsigned long long>(sum.samples),
-                static_cast<unsigned long long>(sum.periods), millions / (opened - start),
-                millions / (delivered - opened), millions / (delivered - start),
-                static_cast<double>(usage.ru_maxrss) / 1024.0);
+    std::printf(
+        "samples %llu, periods %llu: scan %.1f, deliver %.1f, both %.1f million/s, %.1f MB\n",
+        static_cast<unsigned long long>(sum.samples), static_cast<unsigned long long>(sum.periods),
+        millions / (opened - start), millions / (delivered - opened),
+        millions / (delivered - start), static_cast<double>(usage.ru_maxrss) / 1024.0);
 }
 
 } // namespace

@@ -17,10 +17,11 @@ namespace {
 
 constexpr std::size_t g_blockBytes = std::size_t{1} << 20;
 
+/// Opened without waiting: a named pipe has no writer any more when its bytes were read.
 class File {
 public:
     explicit File(const std::string& path)
-        : m_descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC))
+        : m_descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
     {
     }
     File(const File&) = delete;

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <future>
 #include <optional>
 #include <span>
 #include <string>
@@ -66,20 +67,26 @@ void addInfo(rowvault1::IResult& store, const char* key, std::uint64_t more)
     store.setInfo(key, std::to_string(infoNumber(store, key).value_or(0) + more));
 }
 
-/// Facts of the load and of the machine of the recording, for the load_info view; what the
-/// recording does not tell has no key. Those of appended loads stand under keys of their own
+/// Sets a key of this load, unless there is nothing to tell. Appended loads have keys of their own
 /// ("input of load 2"), so that every input stays named.
+void setLoadInfo(rowvault1::IResult& store, const LoadOptions& options, const std::string& key,
+                 const std::string& value)
+{
+    if (value.empty()) return;
+    store.setInfo(options.append ? key + " of load " + store.info("loads") : key, value);
+}
+
+/// Facts of the load and of the machine of the recording, for the load_info view; what the
+/// recording does not tell has no key.
 void storeInfo(rowvault1::IResult& store, const Recording& recording, const LoadOptions& options)
 {
     const perfdata::Features& features = recording.features();
     addInfo(store, "loads", 1);
-    const std::string suffix = options.append ? " of load " + store.info("loads") : "";
-    const auto setIfKnown = [&](const std::string& key, const std::string& value) {
-        if (!value.empty()) store.setInfo(key + suffix, value);
+    const auto setIfKnown = [&](const char* key, const std::string& value) {
+        setLoadInfo(store, options, key, value);
     };
     setIfKnown("samplefold_version", versionText());
     setIfKnown("input", recording.name());
-    setIfKnown("input_checksum", inputChecksum(options.input));
     store.setInfo("stacks", g_stacksOff);
     store.setInfo("store_each_sample", options.storeEachSample ? "on" : "off");
     setIfKnown("architecture", recording.architecture());
@@ -217,6 +224,9 @@ private:
 
 LoadReport Load::run()
 {
+    // Reading all of the input once more must not keep the first samples waiting.
+    std::future<std::string> checksum =
+        std::async(std::launch::async, [this] { return inputChecksum(m_options.input); });
     LoadReport report;
     report.databasePath = m_store->databasePath();
     if (m_recording.fault()) report.fault = m_recording.fault()->text;
@@ -232,6 +242,7 @@ LoadReport Load::run()
 
     if (m_progress) m_progress("finishing", 0, 0);
     quality.store(m_store->database());
+    setLoadInfo(*m_store, m_options, "input_checksum", checksum.get());
     addInfo(*m_store, "samples_in_input", report.samples);
     addInfo(*m_store, "sample_rows", report.rows);
     addInfo(*m_store, "samples_dropped", report.dropped);

@@ -1,5 +1,6 @@
-"""A recording through standard input is the same recording."""
+"""A recording through a pipe, standard input or a named one, is the same recording."""
 
+import os
 import subprocess
 import threading
 from collections import Counter
@@ -39,6 +40,22 @@ def check_standard_input(test, case):
         outcome = command.load("-", redirected, stdin=opened)
     test.assertEqual((outcome.code, outcome.err), (command.DONE, ""))
     check_same(test, redirected, from_file)
+
+
+def check_named_pipe(test, case):
+    scratch = test.scratch()
+    path, pipe = case.recording(scratch), scratch / "named"
+    from_file = test.load(path, scratch / "file")
+    os.mkfifo(pipe)
+    with subprocess.Popen(["sh", "-c", 'cat "$1" > "$2"', "sh", str(path), str(pipe)]):
+        test.load(pipe, scratch / "pipe")
+    check_same(test, scratch / "pipe", from_file)
+    test.assertNotIn("input_checksum", result.info(scratch / "pipe"))
+
+
+@test_per_case(CASES, check_named_pipe)
+class NamedPipe(SystemTest):
+    pass
 
 
 @test_per_case(CASES, check_standard_input)
