@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cstdio>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -25,9 +26,7 @@ std::string firstLine(const std::string& text)
     return text.substr(0, text.find('\n'));
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+int run(int argc, char** argv)
 {
     CLI::App app("samplefold: from hardware samples to a result that you can query");
     app.set_version_flag("--version", samplefold::load::versionText());
@@ -42,10 +41,29 @@ int main(int argc, char** argv)
     } catch (const CLI::ParseError& error) {
         const int code = app.exit(error);
         return code == 0 ? 0 : samplefold::cli::exitUsage;
-    } catch (const std::exception& error) {
-        std::cerr << "samplefold: " << firstLine(error.what()) << '\n';
-        return samplefold::cli::exitFailure;
     }
     std::cout.flush();
     return std::cout ? exitCode : samplefold::cli::exitFailure;
+}
+
+void tellFailure(const std::exception& error) noexcept
+{
+    try {
+        std::cerr << "samplefold: " << firstLine(error.what()) << '\n';
+    } catch (...) {
+        // Nobody is left to be told.
+        std::fputs("samplefold: failed\n", stderr);
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& error) {
+        tellFailure(error);
+    }
+    return samplefold::cli::exitFailure;
 }

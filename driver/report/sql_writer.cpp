@@ -50,6 +50,7 @@ private:
         }
         for (const auto& row : m_rows) {
             std::vector<std::string> cells;
+            cells.reserve(row.size());
             for (const variant_t& value : row)
                 cells.push_back(toText(value));
             table.addRow(std::move(cells));

@@ -13,9 +13,9 @@ ComputeTaskMap::ComputeTaskMap(ComputeTaskMap&& other) noexcept
 ComputeTaskMap& ComputeTaskMap::operator=(ComputeTaskMap&& other) noexcept
 {
     if (this == &other) return *this;
-    IntervalTree::operator=(std::move(other));
     lastPoint = std::exchange(other.lastPoint, 0);
     lastTask = std::exchange(other.lastTask, nullptr);
+    IntervalTree::operator=(std::move(other));
     return *this;
 }
 

@@ -21,10 +21,7 @@ public:
     RecordAccessor() = default;
     RecordAccessor(tb2::sptr_t<R> record) : m_pRecord(std::move(record)) {}
     RecordAccessor(const RecordAccessor&) = default;
-    RecordAccessor(RecordAccessor&& other) noexcept : m_pRecord(other.m_pRecord)
-    {
-        other.m_pRecord.reset();
-    }
+    RecordAccessor(RecordAccessor&& other) noexcept : m_pRecord(std::move(other.m_pRecord)) {}
     RecordAccessor& operator=(RecordAccessor other)
     {
         release();
