@@ -10,7 +10,6 @@
 #include "session/quality_log.h"
 
 #include <cstdint>
-#include <functional>
 #include <unordered_map>
 
 namespace samplefold::load {
