@@ -2,13 +2,15 @@
 
 #include "critical_loader_error_reporter.h"
 #include "export.h"
-#include "forward/jitlens_3_13.h"
 #include "hash_compare.h"
 #include "hw_feedback_state.h"
 #include "parallel_data_loading.h"
 #include "sample_records.h"
 #include "sample_thinner.h"
+#include "time_converter.h"
+#include "vm_aux_data.h"
 
+#include <jitlens_3_13/jit_loader.h>
 #include <rowvault1/chunk_array.h>
 #include <rowvault1/database.h>
 #include <rowvault1/instance_container.h>
@@ -31,6 +33,14 @@ struct EventInfo {
     std::string unit;
 };
 
+/// Kind of a segment as the driver knows it; says whether JIT data is asked about its addresses.
+/// Further values are the driver's and count as `file`.
+enum class segment_type_t : std::int32_t {
+    moduleOrJit = 0, ///< asked, unless the module is a native image
+    file = 1,        ///< a mapping of a file: never asked
+    noFile = 2       ///< memory without a file: always asked
+};
+
 /// The object at the centre of a load: store handles, the two sample arrays, the buckets of
 /// distinct attributes. A driver subclasses it, fills the option members, and streams samples into
 /// it:
@@ -44,7 +54,8 @@ struct EventInfo {
 ///   thread.
 ///      Threads are destroyed before the context.
 ///
-/// Thread rules: one loading thread drives it; no operation takes a lock.
+/// Thread rules: one loading thread drives it, and no operation takes a lock, where its comment
+/// does not say otherwise.
 class SAMPLEFOLD_1_API LoaderContext {
 public:
     /// Reads the environment variable KESTREL_LOAD_INSTANCE_DATA_TO_SQLITE: any non-empty value
@@ -93,6 +104,57 @@ public:
     /// call.
     Index getBogusSegmentInstance(Index process);
 
+    /// The directories of JIT data in an option text: elements between ";", those that are
+    /// directories.
+    struct SAMPLEFOLD_1_API JitPathOptionParser {
+        explicit JitPathOptionParser(const std::string& option);
+        ~JitPathOptionParser();
+        JitPathOptionParser(const JitPathOptionParser&) = delete;
+        JitPathOptionParser& operator=(const JitPathOptionParser&) = delete;
+
+        std::vector<std::string> paths;
+        std::vector<const char*> cStrings; ///< the same, NUL-terminated; they point into `paths`
+    };
+
+    /// Says that a process has JIT code; before its addresses are resolved. The first call makes
+    /// the one loader of the context from m_jitOptions and attaches it to m_jitDataPath. A pid of 0
+    /// changes nothing. One thread at a time, and done before getJitLoader is asked for the
+    /// process.
+    void createJitLoader(std::uint32_t pid);
+    /// The loader when createJitLoader named the process, else null. Any thread.
+    boost::intrusive_ptr<jitlens_3_13::IJitLoader> getJitLoader(std::uint32_t pid) const;
+    /// Asks where `ip` was at `jitTime` (JIT clock) in generated code of a process: the loader's
+    /// code (0 found, 4 no such code, else an error), with *rva set whatever the code, when `rva`
+    /// is not null. 4, with *rva untouched, when m_jitEnabled is off, the process has no loader or
+    /// `jitTime` is 0. Allocates nothing of its own. Any thread.
+    std::uint32_t resolveAddrAsJit(std::uint64_t ip, std::uint64_t jitTime, std::uint32_t pid,
+                                   std::uint64_t* rva) const;
+    /// Adds a segment instance for a frame in a generated module and returns its key: one file row
+    /// per module name, a new segment row and a new instance row on every call. Threads on one
+    /// module come one after the other; different modules are for one thread at a time.
+    Index getJitSegmentInstance(Index process,
+                                const boost::intrusive_ptr<jitlens_3_13::IModule>& module);
+
+    /// Settles what `ip` belongs to and writes its frame. `segInst` comes in as the instance that
+    /// the driver found, or -1, and goes out as the one that the frame belongs to: that one, a JIT
+    /// instance, or a new placeholder. `segmentStart` is the address of the segment in the process,
+    /// `segmentRva` the relative address of its start in the module; `jitTime` is on the JIT clock,
+    /// 0 for no look-up; `modulePath` is read to see a native image, for moduleOrJit. With
+    /// `location` null writes a code location and a callsite under `parent` and returns the
+    /// callsite's key. Else writes neither, fills *location for the sample attribute, and returns
+    /// -1. `markFrame` is true for the sampled frame. The addresses 0, -1, -2 and -3 outside every
+    /// segment get the relative addresses 0, 1, 2 and 3. An error of the JIT loader goes to
+    /// m_errorReporter, and the frame stays where it was. Loading thread.
+    Index createCallsiteInstance(Index& segInst, std::uint32_t pid, Index process,
+                                 std::uint64_t jitTime, std::uint64_t ip,
+                                 std::uint64_t segmentStart, std::uint64_t segmentRva,
+                                 const std::string& modulePath, Index parent, bool markFrame,
+                                 code_location_t* location, segment_type_t type);
+    /// Ends segment instances over which JIT code was laid later, one tick before that code starts.
+    /// After the loaders exist and the segments are in place, before stacks are looked up. Holds
+    /// the lock of a process id while it walks its records.
+    void updateSegUnloadTime(VmAuxData& processes, ITimeConverter& converter);
+
 protected:
     /// Called last by flushData. A subclass overrides it to empty m_pmuData and m_sampleAttributes,
     /// with the open samples carried over by ThreadInfo::getCopyOfLastSamples and
@@ -113,21 +175,21 @@ protected:
     attribute_table_t m_segmentInstanceTable;
     attribute_table_t m_moduleSegmentTable;
     std::map<std::int32_t, std::int32_t> m_segInstToModuleSegment;
-    bool m_storeRva = true;
+    bool m_storeRva = true; ///< option: false stores 0 for every relative address
     rowvault1::OrphanRecord m_callsiteRecord;
     rowvault1::OrphanRecord m_codeLocationRecord;
-    bool m_jitEnabled = true;
+    bool m_jitEnabled = true; ///< option: false asks no JIT loader
     jit_loader_t m_jitSession;
-    std::uint32_t m_jitStatus = 0;
+    std::uint32_t m_jitStatus = 0; ///< the loader's word for its questions, 0 until it is attached
     concurrent_map_t<std::uint32_t, jit_loader_t> m_jitLoaders;
-    std::string m_jitOptions;
+    std::string m_jitOptions; ///< option: directories of JIT data, separated by ";"
     concurrent_map_t<std::string, Index> m_jitFileKeys;
     concurrent_map_t<std::string, Index> m_jitModuleFileKeys;
     attribute_table_t m_ddJitFileTable;
     attribute_table_t m_ddModuleFileTable;
     attribute_table_t m_ddCallsiteTable;
     attribute_table_t m_ddCodeLocationTable;
-    std::string m_jitDataPath;
+    std::string m_jitDataPath; ///< option: where the loader looks first
     band_table_t<rowvault1::aggregated_band_obj_t> m_sampleBandTable; ///< option: where bands go
     std::uint16_t m_rateBandField = rowvault1::InvalidColIdx;     ///< option: its custom columns
     std::uint16_t m_nextAttrBandField = rowvault1::InvalidColIdx; ///< option
@@ -159,6 +221,28 @@ protected:
 
 private:
     friend class ThreadInfo;
+
+    /// A frame as the JIT loader is asked about it.
+    struct jit_frame_t {
+        jitlens_3_13::IJitLoader* loader; ///< null when there is none to ask
+        std::uint32_t pid;
+        Index process;
+        std::uint64_t jitTime;
+        std::uint64_t ip;
+    };
+
+    Index jitFileKey(std::int32_t jitKind);
+    Index addJitModuleAttributes(const jitlens_3_13::IModule& module) const;
+    Index addJitModuleFile(const jitlens_3_13::IModule& module, std::int32_t jitKind) const;
+
+    std::uint32_t askJitLoader(const jit_frame_t& frame, Index& segInst, std::uint64_t& rva);
+    std::uint64_t settleInSegment(const jit_frame_t& frame, std::uint64_t rva,
+                                  const std::string& modulePath, segment_type_t type,
+                                  Index& segInst);
+    std::uint64_t settleOutsideSegments(const jit_frame_t& frame, Index& segInst);
+    Index moduleSegmentOf(Index segInst);
+    Index addCodeLocation(Index moduleSegment, std::uint64_t rva);
+    Index addCallsite(Index codeLocation, Index parent, bool markFrame);
 
     void flushBuckets();
     void addBand(const pmu_data_t& data, rowvault1::aggregated_band_obj_t& band,

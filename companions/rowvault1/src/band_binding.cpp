@@ -1,6 +1,6 @@
 #include "band_binding.h"
 
-#include "store.h"
+#include "store_change.h"
 
 namespace rowvault1 {
 namespace {
@@ -13,21 +13,6 @@ void insertData(Store& store, std::string_view dataName, std::string_view attrib
     insert.bindText(2, dataName);
     insert.bindText(3, attributeTable);
     insert.run();
-}
-
-template <class Change>
-bool change(Store& store, const Change& apply)
-{
-    store.settle();
-    if (!store.beginChange()) return false;
-    try {
-        store.ensureTransaction();
-        apply();
-        return true;
-    } catch (const SqlError& error) {
-        store.fail(error);
-        return false;
-    }
 }
 
 } // namespace
@@ -48,12 +33,12 @@ bool hasBandData(Store& store, std::string_view dataName)
 bool noteBandData(Store& store, std::string_view dataName, std::string_view attributeTable)
 {
     if (hasBandData(store, dataName)) return true;
-    return change(store, [&] { insertData(store, dataName, attributeTable); });
+    return changeNow(store, [&] { insertData(store, dataName, attributeTable); });
 }
 
 void bindBandData(Store& store, std::string_view dataName, std::string_view ownerTable)
 {
-    change(store, [&] {
+    changeNow(store, [&] {
         Statement update = store.connection().prepare(
             "UPDATE main.band_binding SET owner_table = ?2 WHERE data_name = ?1");
         update.bindText(1, dataName);

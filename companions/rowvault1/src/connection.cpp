@@ -2,12 +2,14 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace rowvault1 {
 namespace {
 
 constexpr int g_busyMilliseconds = 500;
+constexpr std::size_t g_maxNameLength = 64;
 
 [[noreturn]] void raise(sqlite3* connection, int code)
 {
@@ -170,6 +172,16 @@ std::string quoted(std::string_view name)
     }
     text += '"';
     return text;
+}
+
+bool isPlainName(std::string_view name)
+{
+    const auto isPlain = [](char letter) {
+        return (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z') ||
+               (letter >= '0' && letter <= '9') || letter == '_';
+    };
+    return !name.empty() && name.size() <= g_maxNameLength && !name.starts_with("sqlite_") &&
+           std::ranges::all_of(name, isPlain);
 }
 
 } // namespace rowvault1

@@ -101,5 +101,8 @@ private:
 
 /// A name as SQL takes it, in double quotes.
 std::string quoted(std::string_view name);
+/// True for a name that a table or column made on request may have: at most 64 letters, digits and
+/// underscores, and not SQLite's own.
+bool isPlainName(std::string_view name);
 
 } // namespace rowvault1

@@ -17,6 +17,7 @@ public:
     tb2::sptr_t<IGenericBandTable<single_band_obj_t>>
     createBandTable(const char* dataName, const char* attributeTable, const char* suffix) override;
     tb2::sptr_t<IQuery> createQuery(const char* table, int kind) override;
+    const std::shared_ptr<Store>& store() const noexcept { return m_store; }
 
 private:
     std::shared_ptr<Store> m_store;

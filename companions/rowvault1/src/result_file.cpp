@@ -1,5 +1,6 @@
 #include "result_file.h"
 
+#include "bucket_table_schema.h"
 #include "connection.h"
 #include "failure_text.h"
 #include "store.h"
@@ -43,7 +44,7 @@ void createAll(Connection& connection)
     connection.execute("PRAGMA application_id = " + std::to_string(g_applicationId));
     connection.execute("PRAGMA user_version = " + std::to_string(schema::version));
     for (const schema::table_t& table : schema::tables())
-        connection.execute(createTableSql(table));
+        connection.execute(createTableSql(table) + ';' + createIndexSql(table));
     for (const schema::view_t& view : schema::views())
         connection.execute(createViewSql(view));
     insertRow(connection, "dd_load_info(\"key\", value) VALUES('state', 'incomplete')");
@@ -69,15 +70,28 @@ void checkIdentity(Connection& connection, const std::string& path)
                "load again into a new folder");
 }
 
+/// Bucket tables may have columns that were added.
+bool isDefinedAs(Connection& connection, const schema::table_t& table)
+{
+    if (table.kind != schema::table_kind_t::bucket)
+        return hasDefinition(connection, "table", table.name, createTableSql(table));
+    return customColumnsOf(definitionOf(connection, "table", table.name), table).has_value();
+}
+
 void checkDefinitions(Connection& connection, const std::string& path)
 {
-    const auto check = [&](const char* type, std::string_view name, const std::string& definition) {
-        if (!hasDefinition(connection, type, name, definition))
+    const auto demand = [&](bool isSound, const char* type, std::string_view name) {
+        if (!isSound)
             refuse(path, std::string(type) + " " + std::string(name) + " is not as it should be",
                    "load again into a new folder");
     };
-    for (const schema::table_t& table : schema::tables())
-        check("table", table.name, createTableSql(table));
+    const auto check = [&](const char* type, std::string_view name, const std::string& definition) {
+        demand(hasDefinition(connection, type, name, definition), type, name);
+    };
+    for (const schema::table_t& table : schema::tables()) {
+        demand(isDefinedAs(connection, table), "table", table.name);
+        if (!table.index.empty()) check("index", indexName(table), createIndexSql(table));
+    }
     for (const schema::view_t& view : schema::views())
         check("view", view.name, createViewSql(view));
 }
@@ -110,14 +124,19 @@ void openExisting(Connection& connection, const std::string& path, open_mode_t m
 
 } // namespace
 
-bool hasDefinition(Connection& connection, const char* type, std::string_view name,
-                   const std::string& definition)
+std::string definitionOf(Connection& connection, const char* type, std::string_view name)
 {
     Statement statement =
         connection.prepare("SELECT sql FROM main.sqlite_schema WHERE type = ?1 AND name = ?2");
     statement.bindText(1, type);
     statement.bindText(2, name);
-    return statement.step() && statement.text(0) == definition;
+    return statement.step() ? statement.text(0) : std::string();
+}
+
+bool hasDefinition(Connection& connection, const char* type, std::string_view name,
+                   const std::string& definition)
+{
+    return definitionOf(connection, type, name) == definition;
 }
 
 void openResultFile(Connection& connection, const std::string& path, open_mode_t mode,

@@ -18,6 +18,8 @@ void openResultFile(Connection& connection, const std::string& path, open_mode_t
 /// Makes the folder with its missing parents. Throws StoreError.
 void makeResultFolder(const std::string& folder);
 
+/// The definition of an object of that type and name, empty when the database has none.
+std::string definitionOf(Connection& connection, const char* type, std::string_view name);
 /// True when the database has an object of that type and name with that very definition.
 bool hasDefinition(Connection& connection, const char* type, std::string_view name,
                    const std::string& definition);

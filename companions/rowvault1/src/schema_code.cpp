@@ -37,6 +37,28 @@ constexpr column_t g_moduleSegment[] = {
     {5, "jit_file", s32, "dd_jit_file", "Source of generated code; empty for all other kinds."},
 };
 
+constexpr column_t g_function[] = {
+    {0, "name", text, "", "Name of the function."},
+    {1, "module", s32, "dd_module_file", "Module that holds it."},
+};
+
+constexpr column_t g_codeName[] = {
+    {0, "mod_seg", s32, "dd_module_segment", "Segment of the place, as in dd_code_location."},
+    {1, "rva", u64, "", "Relative address of the place, as in dd_code_location."},
+    {2, "function", s32, "dd_function", "Function that holds the place."},
+};
+
+constexpr column_t g_jitRegion[] = {
+    {0, "seg_inst", s32, "dd_segment_instance", "Its mapping; frames in it lie in that segment."},
+    {1, "process", s32, "dd_process", "Process that generated it."},
+    {2, "address", u64, "", "First address in the process."},
+    {3, "size", u64, "", "Bytes of code."},
+    {4, "start_tsc", u64, "", "First tick at which it was there; 0 when not known."},
+    {5, "end_tsc", u64, "", "Last tick at which it was there; empty when it stayed."},
+    {6, "rva", u64, "", "Its first address relative to the module."},
+    {7, "function", s32, "dd_function", "The function; empty when it has no name."},
+};
+
 constexpr table_t g_tables[] = {
     {"dd_callsite", table_kind_t::attribute,
      "A row per distinct frame of a call chain; a chain is walked from its leaf by parent.",
@@ -46,6 +68,12 @@ constexpr table_t g_tables[] = {
      "A row per mapping of a module segment in a process.", g_segmentInstance},
     {"dd_module_segment", table_kind_t::attribute, "A row per segment of a module.",
      g_moduleSegment},
+    {"dd_function", table_kind_t::attribute, "A row per function that a name was found for.",
+     g_function},
+    {"dd_code_name", table_kind_t::attribute,
+     "A row per distinct place in code whose function is known.", g_codeName, "mod_seg, rva"},
+    {"dd_jit_region", table_kind_t::attribute,
+     "A row per piece of generated code in which a frame lies.", g_jitRegion},
 };
 
 } // namespace

@@ -67,12 +67,50 @@ WITH RECURSIVE walk(callsite, depth, at) AS (
     FROM walk JOIN dd_callsite AS inner_frame ON inner_frame.id = walk.at
    WHERE inner_frame.parent > 0 AND inner_frame.parent < walk.at)
 SELECT walk.callsite AS callsite, walk.depth AS depth, f.name AS module,
-       CASE WHEN l.rva IS NOT NULL THEN printf('0x%llx', l.rva) END AS rva, NULL AS function
+       CASE WHEN l.rva IS NOT NULL THEN printf('0x%llx', l.rva) END AS rva, fn.name AS function
   FROM walk
   JOIN dd_callsite AS k ON k.id = walk.at
   LEFT JOIN dd_code_location AS l ON l.id = k.code_loc
   LEFT JOIN dd_module_segment AS ms ON ms.id = l.mod_seg
+  LEFT JOIN dd_module_file AS f ON f.id = ms.module
+  LEFT JOIN dd_code_name AS n ON n.mod_seg = l.mod_seg AND n.rva = l.rva
+  LEFT JOIN dd_function AS fn ON fn.id = n.function)";
+
+constexpr column_t g_jitCode[] = {
+    {0, "pid", s32, "", "Process that generated the code."},
+    {1, "function", text, "", "Name of the function; null where it has none."},
+    {2, "address", text, "", "First address, as 0x and hexadecimal digits."},
+    {3, "size", u64, "", "Bytes of code."},
+    {4, "start_tsc", u64, "", "First tick at which it was there; 0 when not known."},
+    {5, "end_tsc", u64, "", "Last tick at which it was there; null when it stayed."},
+    {6, "source", text, "", "File that describes the code."},
+};
+
+constexpr std::string_view g_jitCodeSelect = R"(
+SELECT p.pid AS pid, fn.name AS function, printf('0x%llx', r.address) AS address, r.size AS size,
+       r.start_tsc AS start_tsc, r.end_tsc AS end_tsc, f.path AS source
+  FROM dd_jit_region AS r
+  LEFT JOIN dd_process AS p ON p.id = r.process
+  LEFT JOIN dd_function AS fn ON fn.id = r.function
+  LEFT JOIN dd_segment_instance AS si ON si.id = r.seg_inst
+  LEFT JOIN dd_module_segment AS ms ON ms.id = si.mod_seg
   LEFT JOIN dd_module_file AS f ON f.id = ms.module)";
+
+constexpr column_t g_cpuRunning[] = {
+    {0, "pid", s32, "", "Process id."},
+    {1, "tid", s32, "", "Thread id."},
+    {2, "thread", text, "", "Name of the thread."},
+    {3, "cpu", s32, "", "Number of the logical CPU; null where it is not known."},
+    {4, "start_tsc", u64, "", "First tick on the CPU."},
+    {5, "end_tsc", u64, "", "Tick at which the thread left it."},
+};
+
+constexpr std::string_view g_cpuRunningSelect = R"(
+SELECT p.pid AS pid, t.tid AS tid, t.name AS thread, nullif(r.bucket, -1) AS cpu,
+       r.start_tsc AS start_tsc, r.end_tsc AS end_tsc
+  FROM cpu_running_data_t AS r
+  LEFT JOIN dd_thread AS t ON t.id = r.thread
+  LEFT JOIN dd_process AS p ON p.id = t.process)";
 
 constexpr column_t g_processes[] = {
     {0, "process", s32, "dd_process", "Key of the process."},
@@ -138,6 +176,10 @@ constexpr view_t g_views[] = {
     {"samples", "A row per sampled interval, with names beside it.", g_samplesSelect, g_samples},
     {"frames", "A row per frame of every call chain, the leaf at depth 0.", g_framesSelect,
      g_frames},
+    {"jit_code", "A row per piece of generated code in which a frame lies.", g_jitCodeSelect,
+     g_jitCode},
+    {"cpu_running", "A row per span of time in which a thread was on a CPU.", g_cpuRunningSelect,
+     g_cpuRunning},
     {"processes", "A row per life of a process.", g_processesSelect, g_processes},
     {"threads", "A row per life of a thread.", g_threadsSelect, g_threads},
     {"modules", "A row per module file.", g_modulesSelect, g_modules},

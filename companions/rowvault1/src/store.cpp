@@ -27,7 +27,7 @@ Store::Store(std::string path, open_mode_t mode, const result_options_t& options
     openResultFile(m_connection, m_path, mode, options);
     try {
         for (const schema::table_t& table : schema::tables())
-            addTable(table);
+            addTable(asStored(table));
         m_dataVersion = m_connection.integer("PRAGMA data_version", 0);
         if (!isWritable()) return;
         m_source.install(m_connection);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bucket_table_schema.h"
 #include "connection.h"
 #include "row_source.h"
 #include "table_writer.h"
@@ -41,6 +42,11 @@ public:
     /// Makes a band table with the columns of `model`, or opens the one that is there. Null on
     /// failure.
     TableWriter* makeBandTable(std::string_view name, const schema::table_t& attributeTable);
+    /// Makes a bucket table that begins with those columns, or opens the one that is there. Null on
+    /// failure.
+    TableWriter* makeBucketTable(std::string_view name, std::span<const schema::column_t> columns);
+    /// Adds a column to a bucket table. False when the result cannot be changed.
+    bool addBucketColumn(TableWriter& table, const custom_column_t& column);
 
     /// Hands all rows over and waits until they are in the database and the writer is idle.
     void settle();
@@ -84,6 +90,8 @@ private:
     void write(RowBatch& batch) noexcept;
     void writePartialBatches();
     TableWriter* addTable(const schema::table_t& table);
+    const schema::table_t& keptSchema(BucketSchema schema);
+    const schema::table_t& asStored(const schema::table_t& table);
     std::int64_t firstFreeKey(const schema::table_t& table);
     void enterChange();
     void leaveChange();
@@ -103,6 +111,7 @@ private:
     std::deque<std::string> m_bandNames; ///< names of band tables that the registry does not have
     std::deque<schema::table_t> m_bandSchemas;
     std::deque<std::vector<schema::column_t>> m_bandColumns;
+    std::deque<BucketSchema> m_bucketSchemas; ///< those that the registry does not have as they are
     bool m_changing = false;
     bool m_reading = false;
     std::int64_t m_dataVersion = 0;

@@ -2,25 +2,8 @@
 
 #include "result_file.h"
 
-#include <algorithm>
-
 // Band tables that are made on request.
 namespace rowvault1 {
-namespace {
-
-constexpr std::size_t g_maxNameLength = 64;
-
-bool isPlainName(std::string_view name)
-{
-    const auto isPlain = [](char letter) {
-        return (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z') ||
-               (letter >= '0' && letter <= '9') || letter == '_';
-    };
-    return !name.empty() && name.size() <= g_maxNameLength && !name.starts_with("sqlite_") &&
-           std::ranges::all_of(name, isPlain);
-}
-
-} // namespace
 
 TableWriter* Store::makeBandTable(std::string_view name, const schema::table_t& attributeTable)
 {

@@ -28,6 +28,11 @@ std::string columnDefinitions(const schema::table_t& table)
 
 } // namespace
 
+std::string indexName(const schema::table_t& table)
+{
+    return std::string(table.name) + "_index";
+}
+
 table_plan_t::table_plan_t(const schema::table_t& schemaTable) : table(&schemaTable)
 {
     for (const schema::column_t& column : schemaTable.columns) {
@@ -54,6 +59,13 @@ std::string createTableSql(const schema::table_t& table)
                ", id)) WITHOUT ROWID";
     }
     return head + "(id INTEGER PRIMARY KEY" + columnDefinitions(table) + ")";
+}
+
+std::string createIndexSql(const schema::table_t& table)
+{
+    if (table.index.empty()) return {};
+    return "CREATE INDEX " + quoted(indexName(table)) + " ON " + quoted(table.name) + "(" +
+           std::string(table.index) + ")";
 }
 
 std::string createViewSql(const schema::view_t& view)

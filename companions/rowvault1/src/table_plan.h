@@ -32,6 +32,9 @@ std::size_t timeSlot(const table_plan_t& plan);
 
 /// The statement that creates the table; the row key is the column "id".
 std::string createTableSql(const schema::table_t& table);
+std::string indexName(const schema::table_t& table);
+/// The statement that creates its index; empty when it has none.
+std::string createIndexSql(const schema::table_t& table);
 std::string createViewSql(const schema::view_t& view);
 /// The columns of the table in slot order, quoted, joined by commas, each behind `prefix`.
 std::string columnList(const schema::table_t& table);

@@ -8,8 +8,8 @@ namespace rowvault1 {
 
 TableWriter::TableWriter(Store& store, const schema::table_t& table, std::int64_t nextKey,
                          std::size_t batchBytes)
-    : m_store(store), m_plan(table), m_batchBytes(batchBytes),
-      m_maxKey(m_plan.orderedByTime() ? std::numeric_limits<std::int64_t>::max() - 1
+    : m_store(store), m_plans(1, table_plan_t(table)), m_batchBytes(batchBytes),
+      m_maxKey(plan().orderedByTime() ? std::numeric_limits<std::int64_t>::max() - 1
                                       : std::numeric_limits<std::int32_t>::max()),
       m_nextKey(nextKey)
 {
@@ -29,10 +29,17 @@ std::int64_t TableWriter::append(const row_values_t& values)
     return key;
 }
 
+void TableWriter::redefine(const schema::table_t& table)
+{
+    m_plans.emplace_front(table);
+    insert = Statement();
+    selectRow = Statement();
+}
+
 bool TableWriter::beginBatch()
 {
     if (!m_store.beginChange()) return false;
-    m_batch = m_store.freshBatch(m_plan, m_batchBytes);
+    m_batch = m_store.freshBatch(plan(), m_batchBytes);
     m_batch->begin(m_nextKey);
     return true;
 }

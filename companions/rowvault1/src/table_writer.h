@@ -5,6 +5,7 @@
 #include "connection.h"
 
 #include <cstdint>
+#include <forward_list>
 #include <memory>
 
 namespace rowvault1 {
@@ -24,8 +25,11 @@ public:
     /// The batch in hand, null when there is none.
     std::unique_ptr<RowBatch> takeBatch() noexcept { return std::move(m_batch); }
 
-    const table_plan_t& plan() const noexcept { return m_plan; }
-    const schema::table_t& table() const noexcept { return *m_plan.table; }
+    /// Takes the table's new definition, which has columns added. No row may be waiting.
+    void redefine(const schema::table_t& table);
+
+    const table_plan_t& plan() const noexcept { return m_plans.front(); }
+    const schema::table_t& table() const noexcept { return *plan().table; }
     /// Key of the last row given out, 0 before the first.
     std::int64_t lastKey() const noexcept { return m_nextKey - 1; }
     /// A key for a row that is written by the caller itself.
@@ -38,7 +42,7 @@ private:
     bool beginBatch();
 
     Store& m_store;
-    table_plan_t m_plan;
+    std::forward_list<table_plan_t> m_plans; ///< in force, then former ones: old batches know them
     std::size_t m_batchBytes;
     std::int64_t m_maxKey;
     std::int64_t m_nextKey;

@@ -98,6 +98,7 @@ std::string schemaPage()
         page.append("\n### ").append(code(table.name)).append("\n\n").append(table.sentence);
         page.append(" (").append(tableKindName(table.kind)).append(")\n");
         addColumns(page, table.columns);
+        if (!table.index.empty()) page.append("\nIndexed by ").append(table.index).append(".\n");
     }
     return page;
 }

@@ -29,6 +29,7 @@ struct table_t {
     table_kind_t kind;
     std::string_view sentence;
     std::span<const column_t> columns; ///< ascending by position; positions may be left out
+    std::string_view index{}; ///< columns of the table's index, by commas; empty when it has none
 };
 
 struct view_t {
@@ -50,6 +51,6 @@ ROWVAULT1_API const column_t* findColumn(const table_t& table, std::string_view 
 ROWVAULT1_API const column_t* findColumn(const table_t& table, std::uint16_t position);
 
 /// Number that is raised when tables or views change in a way that a reader must know of.
-inline constexpr int version = 1;
+inline constexpr int version = 2;
 
 } // namespace rowvault1::schema
