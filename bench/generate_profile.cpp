@@ -1,6 +1,7 @@
 // Writes a perf.data file of any size for benchmarks: system-wide samples of several threads on
 // several CPUs over two modules, in the layout that `perf record -a` gives, records of a CPU in
-// runs, rounds marked.
+// runs, rounds marked. With --depth samples carry call chains, as with -g; the number of distinct
+// paths in them (chains and what is left of them from some frame outwards) is printed.
 
 #include <CLI/CLI.hpp>
 #include <linux/perf_event.h>
@@ -12,6 +13,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace {
@@ -23,6 +25,7 @@ struct Settings {
     std::uint32_t processes = 2;
     std::uint32_t threads = 8; ///< of all processes
     std::uint32_t cpus = 2;
+    std::uint32_t depth = 1; ///< frames of a sample; 1 leaves out chains
 };
 
 constexpr std::uint64_t g_sampleType = PERF_SAMPLE_IP | PERF_SAMPLE_TID | PERF_SAMPLE_TIME |
@@ -38,6 +41,10 @@ constexpr std::uint32_t g_firstPid = 1000;
 constexpr std::uint64_t g_moduleBytes = std::uint64_t{16} << 20;
 constexpr std::uint64_t g_programStart = 0x555555554000;
 constexpr std::uint64_t g_libraryStart = 0x7ffff7000000;
+constexpr std::uint64_t g_callersStart = g_programStart + (std::uint64_t{4} << 20);
+constexpr std::uint64_t g_levelBytes = std::uint64_t{1} << 18; ///< of the callers of one level
+constexpr std::uint32_t g_mostDepth = 48;
+constexpr std::uint64_t g_userContext = static_cast<std::uint64_t>(PERF_CONTEXT_USER);
 
 class Writer {
 public:
@@ -92,14 +99,14 @@ struct FileHeader {
     std::uint64_t features[4] = {};
 };
 
-perf_event_attr attribute()
+perf_event_attr attribute(bool withChains)
 {
     perf_event_attr attr{};
     attr.type = PERF_TYPE_HARDWARE;
     attr.size = sizeof attr;
     attr.config = PERF_COUNT_HW_CPU_CYCLES;
     attr.sample_period = g_period;
-    attr.sample_type = g_sampleType;
+    attr.sample_type = g_sampleType | (withChains ? PERF_SAMPLE_CALLCHAIN : 0);
     attr.read_format = PERF_FORMAT_ID;
     attr.mmap = 1;
     attr.comm = 1;
@@ -154,10 +161,13 @@ class Addresses {
 public:
     explicit Addresses(std::uint32_t count) : m_count(count) {}
 
-    std::uint64_t next(std::mt19937_64& random)
+    std::uint64_t nextNumber(std::mt19937_64& random)
     {
         const double u = std::uniform_real_distribution<double>(0, 1)(random);
-        const auto number = static_cast<std::uint64_t>(u * u * m_count);
+        return static_cast<std::uint64_t>(u * u * m_count);
+    }
+    static std::uint64_t address(std::uint64_t number)
+    {
         const std::uint64_t base = number % 3 == 0 ? g_libraryStart : g_programStart;
         return base + number * 16 + 64;
     }
@@ -174,11 +184,42 @@ struct SampleBody {
     std::uint64_t period;
 };
 
+/// Chains in which two callees share a caller, level by level.
+class Chains {
+public:
+    explicit Chains(std::uint32_t depth) : m_depth(depth), m_seen(depth) {}
+
+    std::size_t bytes() const { return m_depth > 1 ? (m_depth + 2) * sizeof(std::uint64_t) : 0; }
+    void put(Writer& out, std::uint64_t number, std::uint64_t ip)
+    {
+        if (m_depth < 2) return;
+        out.put(std::uint64_t{m_depth} + 1);
+        out.put(g_userContext);
+        out.put(ip);
+        for (std::uint32_t level = 1; level < m_depth; ++level)
+            out.put(g_callersStart + level * g_levelBytes + (number >> level) * 16);
+        for (std::uint32_t level = 0; level < m_depth; ++level)
+            m_seen[level].insert(number >> level);
+    }
+    std::size_t distinctPaths() const
+    {
+        std::size_t paths = 0;
+        for (const auto& level : m_seen)
+            paths += level.size();
+        return paths;
+    }
+
+private:
+    std::uint32_t m_depth;
+    std::vector<std::unordered_set<std::uint64_t>> m_seen; ///< callers by level
+};
+
 /// Runs of the CPUs stand one after the other, so times jump back and forth within a round.
 void putSamples(Writer& out, const Settings& settings)
 {
     std::mt19937_64 random(42);
     Addresses addresses(settings.addresses);
+    Chains chains(settings.depth);
     const std::uint64_t stride = g_runLength * settings.cpus;
     for (std::uint64_t i = 0; i < settings.samples; ++i) {
         if (i % g_roundLength == 0 && i != 0)
@@ -189,11 +230,15 @@ void putSamples(Writer& out, const Settings& settings)
         const std::uint32_t pid = g_firstPid + thread % settings.processes;
         const std::uint32_t tid = g_firstPid + thread;
         putHead(out, PERF_RECORD_SAMPLE, PERF_RECORD_MISC_USER,
-                sizeof(perf_event_header) + sizeof(SampleBody));
-        out.put(SampleBody{addresses.next(random), pid, tid, g_firstTime + position * g_tick,
-                           g_eventId, cpu, 0, g_period});
+                sizeof(perf_event_header) + sizeof(SampleBody) + chains.bytes());
+        const std::uint64_t number = addresses.nextNumber(random);
+        const std::uint64_t ip = Addresses::address(number);
+        out.put(
+            SampleBody{ip, pid, tid, g_firstTime + position * g_tick, g_eventId, cpu, 0, g_period});
+        chains.put(out, number, ip);
     }
     putHead(out, g_finishedRound, 0, sizeof(perf_event_header));
+    if (settings.depth > 1) std::cout << chains.distinctPaths() << " distinct paths\n";
 }
 
 void generate(const Settings& settings)
@@ -204,7 +249,7 @@ void generate(const Settings& settings)
     const Section ids{out.offset(), sizeof g_eventId};
     out.put(g_eventId);
     header.attrs = {out.offset(), sizeof(perf_event_attr) + sizeof(Section)};
-    out.put(attribute());
+    out.put(attribute(settings.depth > 1));
     out.put(ids);
     header.data.offset = out.offset();
     for (std::uint32_t i = 0; i < settings.threads; ++i) {
@@ -236,6 +281,9 @@ int main(int argc, char** argv)
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
     app.add_option("--cpus", settings.cpus)->capture_default_str();
+    app.add_option("--depth", settings.depth, "Frames of a sample; 1 leaves out call chains")
+        ->check(CLI::Range(1U, g_mostDepth))
+        ->capture_default_str();
     CLI11_PARSE(app, argc, argv);
     try {
         generate(settings);

@@ -14,7 +14,7 @@ namespace samplefold_1 {
 
 /// A span of time in which a thread ran. A plain value.
 struct CpuRunningData {
-    rowvault1::Index thread;     ///< row of dd_thread; stored as an empty column when there is none
+    rowvault1::Index thread;     ///< row of dd_thread, -1 when there is none
     std::uint64_t start_tsc = 0; ///< first tick, included
     std::uint64_t end_tsc = 0;   ///< last tick, included
 };

@@ -12,11 +12,15 @@ namespace {
 struct Settings {
     load::LoadOptions load;
     std::string storeEach = "on";
+    std::string stacks;
+    std::string jit = "on";
 };
 
 void runLoad(Settings& settings, int& exitCode)
 {
     settings.load.storeEachSample = settings.storeEach == "on";
+    if (!settings.stacks.empty()) settings.load.stacks = settings.stacks == "on";
+    settings.load.jit.enabled = settings.jit == "on";
     ProgressLine progress;
     const load::LoadReport report = load::loadProfile(
         settings.load, [&](const char* step, std::uint64_t done, std::uint64_t total) {
@@ -47,6 +51,20 @@ void addLoadCommand(CLI::App& app, int& exitCode)
         ->add_option("--store-each-sample", settings->storeEach,
                      "on: a row per sample; off: one row per thread and attribute with the sum of "
                      "the counts")
+        ->check(CLI::IsMember({"on", "off"}))
+        ->capture_default_str();
+    command
+        ->add_option("--stacks", settings->stacks,
+                     "on: store call chains (the default where the recording has them); off: only "
+                     "where each sample was")
+        ->check(CLI::IsMember({"on", "off"}));
+    command
+        ->add_option("--jit-dir", settings->load.jit.directories,
+                     "Folder with perf-PID.map or jit-PID.dump files, beside the input's own and "
+                     "/tmp; may be given several times")
+        ->type_name("DIR")
+        ->allow_extra_args(false);
+    command->add_option("--jit", settings->jit, "off: leave generated code unresolved")
         ->check(CLI::IsMember({"on", "off"}))
         ->capture_default_str();
     command->callback([settings, &exitCode] { runLoad(*settings, exitCode); });

@@ -21,7 +21,10 @@ namespace {
 using perfdata::Recording;
 using session::Severity;
 
-constexpr const char* g_stacksOff = "off";
+const char* onOff(bool on)
+{
+    return on ? "on" : "off";
+}
 
 perfdata::ProgressHook progressOf(const LoadProgress& progress, const char* step)
 {
@@ -33,19 +36,19 @@ perfdata::ProgressHook progressOf(const LoadProgress& progress, const char* step
 
 /// A result is of one mode for good: rows of another would not fit what is there. One whose load
 /// was stopped is not added to, since it would look complete afterwards.
-void checkMode(rowvault1::IResult& store, const LoadOptions& options)
+void checkMode(rowvault1::IResult& store, const LoadOptions& options, bool stacksOn)
 {
     if (options.append && store.info("state") != "complete") {
         throw LoadError(options.result +
                         ": is incomplete, an earlier load was stopped: load into a new result");
     }
     const std::string stacks = store.info("stacks");
-    if (!stacks.empty() && stacks != g_stacksOff) {
-        throw LoadError(options.result + ": was loaded with call stacks " + stacks +
-                        ", this load has them off: load into a new result");
+    if (!stacks.empty() && stacks != onOff(stacksOn)) {
+        throw LoadError(options.result + ": was loaded with --stacks " + stacks +
+                        ": append with the same setting, or load into a new result");
     }
     const std::string each = store.info("store_each_sample");
-    const std::string wanted = options.storeEachSample ? "on" : "off";
+    const std::string wanted = onOff(options.storeEachSample);
     if (!each.empty() && each != wanted) {
         throw LoadError(options.result + ": was loaded with --store-each-sample " + each +
                         ": append with the same setting, or load into a new result");
@@ -78,7 +81,8 @@ void setLoadInfo(rowvault1::IResult& store, const LoadOptions& options, const st
 
 /// Facts of the load and of the machine of the recording, for the load_info view; what the
 /// recording does not tell has no key.
-void storeInfo(rowvault1::IResult& store, const Recording& recording, const LoadOptions& options)
+void storeInfo(rowvault1::IResult& store, const Recording& recording, const LoadOptions& options,
+               bool stacksOn)
 {
     const perfdata::Features& features = recording.features();
     addInfo(store, "loads", 1);
@@ -87,8 +91,8 @@ void storeInfo(rowvault1::IResult& store, const Recording& recording, const Load
     };
     setIfKnown("samplefold_version", versionText());
     setIfKnown("input", recording.name());
-    store.setInfo("stacks", g_stacksOff);
-    store.setInfo("store_each_sample", options.storeEachSample ? "on" : "off");
+    store.setInfo("stacks", onOff(stacksOn));
+    store.setInfo("store_each_sample", onOff(options.storeEachSample));
     setIfKnown("architecture", recording.architecture());
     setIfKnown("hostname", features.hostname);
     setIfKnown("os_release", features.osRelease);
@@ -182,7 +186,7 @@ void balance(const SampleBooks& books, const LoadReport& report, const LoadOptio
 
 void noteDrops(const perfdata::DeliveryStats& delivery, session::QualityLog& quality)
 {
-    quality.add("malformed sample records", delivery.badRecords,
+    quality.add("malformed sample records", delivery.badSamples,
                 "their fields overrun their size; record again", Severity::dataLoss);
     quality.add("samples of unknown events", delivery.unknownIdSamples,
                 "the recording names no event for them", Severity::dataLoss);
@@ -192,15 +196,23 @@ void noteDrops(const perfdata::DeliveryStats& delivery, session::QualityLog& qua
 class Load {
 public:
     Load(const LoadOptions& options, const LoadProgress& progress)
-        : m_options(options), m_progress(progress), m_recording(openInput()), m_store(openStore())
+        : m_options(checked(options)), m_progress(progress), m_recording(openInput()),
+          m_store(openStore())
     {
-        checkMode(*m_store, options);
+        m_stacksOn = stacksFor(options);
+        checkMode(*m_store, options, m_stacksOn);
         m_before = readStoredSamples(*m_store, !options.storeEachSample);
     }
 
     LoadReport run();
 
 private:
+    /// What is wrong with the options is told before a result is begun.
+    static const LoadOptions& checked(const LoadOptions& options)
+    {
+        checkJitDirectories(options.jit);
+        return options;
+    }
     Recording openInput() const
     {
         perfdata::OpenOptions open;
@@ -213,14 +225,27 @@ private:
                                                            ? rowvault1::open_mode_t::append
                                                            : rowvault1::open_mode_t::create);
     }
+    bool stacksFor(const LoadOptions& options) const;
     void loadSamples(session::QualityLog& quality, LoadReport& report);
 
     const LoadOptions& m_options;
     const LoadProgress& m_progress;
     Recording m_recording;
     tb2::sptr_t<rowvault1::IResult> m_store;
+    bool m_stacksOn = false;
     StoredSamples m_before; ///< what the result held before the load
 };
+
+bool Load::stacksFor(const LoadOptions& options) const
+{
+    if (options.stacks) return *options.stacks;
+    const std::string stored = m_store->info("stacks");
+    if (!stored.empty()) return stored == onOff(true);
+    const auto& events = m_recording.events();
+    return std::any_of(events.begin(), events.end(), [](const perfdata::Event& event) {
+        return (event.attr.sampleType & perfdata::sampleBit::Callchain) != 0;
+    });
+}
 
 LoadReport Load::run()
 {
@@ -230,7 +255,7 @@ LoadReport Load::run()
     LoadReport report;
     report.databasePath = m_store->databasePath();
     if (m_recording.fault()) report.fault = m_recording.fault()->text;
-    storeInfo(*m_store, m_recording, m_options);
+    storeInfo(*m_store, m_recording, m_options, m_stacksOn);
     storeTimes(*m_store, m_recording);
     storeRecordCounts(*m_store, m_recording);
     session::QualityLog quality;
@@ -253,29 +278,40 @@ LoadReport Load::run()
 void Load::loadSamples(session::QualityLog& quality, LoadReport& report)
 {
     const auto db = m_store->database();
-    session::ProcessTable processes;
     session::ModuleCatalog modules(db);
+    session::ProcessTable processes; // its mappings point at the modules' paths
     session::SideBandCollector sideBand(m_recording, processes, modules, quality);
     sideBand.collect(progressOf(m_progress, "processes and mappings"));
     session::ProcessRows processRows(db);
     processRows.store(processes);
     session::AttributeRows attributes(db, m_recording);
 
-    ProfileContext context(*m_store, m_options.storeEachSample, m_recording.events().size());
-    SampleLoader samples(m_recording, {processes, modules, processRows, attributes, quality},
-                         context);
+    ProfileContext context(*m_store,
+                           {m_stacksOn, m_options.storeEachSample, m_recording.events().size()});
+    JitCode jit(context, m_recording, processes, quality);
+    jit.prepare(m_options.jit, sideBand.tscScale());
+    CodePlaces places(context, modules, processRows, jit);
+    StackLoader stacks(context, places, processes.kernel());
+    CpuTimes cpuTimes(db, processes, processRows, m_recording);
+    SampleLoader samples(m_recording, {processes, processRows, attributes, quality}, context,
+                         stacks, cpuTimes);
     perfdata::DeliveryOptions delivery;
-    delivery.filter = perfdata::Deliver::Samples;
+    const bool withSwitches = m_recording.countOf(perfdata::RecordType::Switch) +
+                                  m_recording.countOf(perfdata::RecordType::SwitchCpuWide) !=
+                              0;
+    delivery.filter = withSwitches ? perfdata::Deliver::All : perfdata::Deliver::Samples;
     delivery.progress = progressOf(m_progress, "samples");
     const perfdata::DeliveryStats stats = m_recording.deliver(samples, delivery);
     if (m_progress) m_progress("writing", 0, 0);
     context.finish(samples.lastTick());
 
+    cpuTimes.finish(quality);
     samples.reportQuality();
+    jit.reportQuality();
     noteDrops(stats, quality);
     const SampleBooks& books = samples.books();
     report.samples = m_recording.countOf(perfdata::RecordType::Sample) + books.groupExtra;
-    report.dropped = stats.badRecords + stats.unknownIdSamples + books.withoutGrowth;
+    report.dropped = stats.badSamples + stats.unknownIdSamples + books.withoutGrowth;
     const StoredSamples stored = readStoredSamples(*m_store, !m_options.storeEachSample);
     report.rows = stored.rows - m_before.rows;
     balance(books, report, m_options, stored.counts - m_before.counts);

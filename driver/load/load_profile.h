@@ -1,10 +1,11 @@
 #pragma once
 
+#include "load/load_error.h"
 #include "load/sample_loader.h"
 
 #include <cstdint>
 #include <functional>
-#include <stdexcept>
+#include <optional>
 #include <string>
 
 namespace samplefold::load {
@@ -14,6 +15,10 @@ struct LoadOptions {
     std::string result;          ///< folder of the result
     bool append = false;         ///< into an existing result
     bool storeEachSample = true; ///< a row per sample, or a row per thread and attribute
+    /// Call chains become callsites. Not set: as the result has it that is appended to, else on
+    /// where the recording has chains.
+    std::optional<bool> stacks;
+    JitOptions jit;
 };
 
 /// What a load did.
@@ -23,12 +28,6 @@ struct LoadReport {
     std::uint64_t dropped = 0; ///< samples that became no row, each counted by reason
     std::string databasePath;
     std::string fault; ///< one line where the input is damaged; empty when all of it was read
-};
-
-/// The load cannot go on or must not: `what()` is one line with what to do.
-class LoadError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
 };
 
 /// Which step a load is at, with bytes done and in total.

@@ -1,14 +1,17 @@
 #include "load/profile_context.h"
 
+#include "session/table_rows.h"
+
 namespace samplefold::load {
 
+using rowvault1::utils::variantToIndex;
 using samplefold_1::Index;
 using samplefold_1::pmu_sample_attribute_t;
 using samplefold_1::ThreadInfo;
 
-ProfileContext::ProfileContext(rowvault1::IResult& result, bool storeEachSample,
-                               std::uint64_t eventSlots)
-    : m_store(result), m_eventSlots(eventSlots), m_lastCommit(std::chrono::steady_clock::now())
+ProfileContext::ProfileContext(rowvault1::IResult& result, const Options& options)
+    : m_store(result), m_eventSlots(options.eventSlots),
+      m_lastCommit(std::chrono::steady_clock::now())
 {
     m_instanceContainer = result.instanceContainer();
     // The band columns are set even when no bands are written: every thread sizes its columns by
@@ -16,33 +19,60 @@ ProfileContext::ProfileContext(rowvault1::IResult& result, bool storeEachSample,
     m_sampleBandTable = result.sampleBandTable();
     m_rateBandField = m_sampleBandTable->customColumn("rate");
     m_nextAttrBandField = m_sampleBandTable->customColumn("next_attr");
-    m_linkCallsiteParents = false;
-    m_storeEachSample = storeEachSample;
+    m_linkCallsiteParents = options.stacks;
+    m_storeEachSample = options.storeEachSample;
     setDb(result.database());
     setResult(result.perfDatabase());
     initAttributeCaches(samplefold_1::attributeBuckets);
     readSegmentInstances(*getDb());
+    readJitModules(*getDb());
 }
 
 ProfileContext::~ProfileContext() = default;
 
+/// Placeholders and generated code have no tick in "extra"; each stands for an address of its own.
 void ProfileContext::readSegmentInstances(rowvault1::IDatabase& db)
 {
-    using rowvault1::utils::variantToIndex;
-    const auto query = db.createQuery("dd_segment_instance", 2);
-    const std::uint16_t rowId = query->addColumn("rowid");
-    const std::uint16_t segment = query->addColumn("mod_seg");
-    const std::uint16_t address = query->addColumn("address");
-    const std::uint16_t process = query->addColumn("process");
-    const std::uint16_t loadTime = query->addColumn("extra");
-    for (const auto rows = query->execute(); rows && !rows->atEnd(); rows->next()) {
-        const rowvault1::IConstRecord* const row = rows->current();
-        if (row == nullptr) return;
-        const instance_key_t key{
-            variantToIndex(row->get(segment)).value(), row->get(address).integer_bits(),
-            variantToIndex(row->get(process)).value(), row->get(loadTime).integer_bits()};
-        m_instances.try_emplace(key, variantToIndex(row->get(rowId)));
-    }
+    session::readTable(
+        "dd_segment_instance", db, std::array{"rowid", "mod_seg", "address", "process", "extra"},
+        [this](const auto& row) {
+            const Index instance = variantToIndex(row[0]);
+            const Index segment = variantToIndex(row[1]);
+            m_segInstToModuleSegment[instance.value()] = segment.value();
+            if (row[4].is_null()) return;
+            m_instances.try_emplace({segment.value(), row[2].integer_bits(),
+                                     variantToIndex(row[3]).value(), row[4].integer_bits()},
+                                    instance);
+        });
+}
+
+/// Modules of generated code that an earlier load wrote are used again.
+void ProfileContext::readJitModules(rowvault1::IDatabase& db)
+{
+    session::readTable(
+        "dd_module_segment", db, std::array{"module.path", "module", "jit_file"},
+        [this](const auto& row) {
+            const Index jitFile = variantToIndex(row[2]);
+            if (!jitFile.exist()) return;
+            m_jitFileKeys.insert({std::string(), jitFile});
+            m_jitModuleFileKeys.insert({std::string(row[0].as_text()), variantToIndex(row[1])});
+        });
+}
+
+void ProfileContext::setJitSources(
+    const std::string& directories, const std::string& dataPath,
+    const tb2::sptr_t<samplefold_1::ICriticalLoaderErrorReporter>& reporter)
+{
+    m_jitOptions = directories;
+    m_jitDataPath = dataPath;
+    m_errorReporter = reporter;
+    m_errorReporterMessage = "JIT data of a process cannot be read";
+}
+
+Index ProfileContext::segmentOf(Index instance) const
+{
+    const auto entry = m_segInstToModuleSegment.find(instance.value());
+    return entry != m_segInstToModuleSegment.end() ? Index(entry->second) : Index();
 }
 
 Index ProfileContext::segmentInstance(Index segment, std::uint64_t address, Index process,
@@ -53,6 +83,12 @@ Index ProfileContext::segmentInstance(Index segment, std::uint64_t address, Inde
     if (isNew)
         entry->second = addSegmentInstance(segment, address, process, tb2::variant_t(loadTime));
     return entry->second;
+}
+
+Index ProfileContext::jitModule(const std::string& name) const
+{
+    decltype(m_jitModuleFileKeys)::const_accessor entry;
+    return m_jitModuleFileKeys.find(entry, name) ? entry->second : Index();
 }
 
 ThreadInfo* ProfileContext::makeThread(Index threadRow)

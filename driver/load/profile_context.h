@@ -25,10 +25,32 @@ public:
     static constexpr std::size_t batchSize = std::size_t{1} << 16;
     static constexpr std::chrono::seconds commitInterval{1};
 
-    /// Opens the result for loading with call stacks off. `result` stays open until this object is
-    /// gone.
-    ProfileContext(rowvault1::IResult& result, bool storeEachSample, std::uint64_t eventSlots);
+    struct Options {
+        bool stacks = false; ///< samples carry call chains, or places in code
+        bool storeEachSample = true;
+        std::uint64_t eventSlots = 1;
+    };
+
+    /// Opens the result for loading. `result` stays open until this object is gone.
+    ProfileContext(rowvault1::IResult& result, const Options& options);
     ~ProfileContext() override;
+
+    bool stacksAreOn() const { return m_linkCallsiteParents; }
+
+    /// Where JIT data lies: directories joined by ";" and the folder that comes before them.
+    /// `reporter` hears of questions that could not be answered. Before the first createJitLoader.
+    void setJitSources(const std::string& directories, const std::string& dataPath,
+                       const tb2::sptr_t<samplefold_1::ICriticalLoaderErrorReporter>& reporter);
+    /// The loader of JIT data and the word that goes with its questions; null before the first
+    /// createJitLoader.
+    jitlens_3_13::IJitLoader* jitLoader() const { return m_jitSession.get(); }
+    std::uint32_t jitStatus() const { return m_jitStatus; }
+
+    /// Segment behind an instance that was added or met in this load; -1 for a placeholder.
+    samplefold_1::Index segmentOf(samplefold_1::Index instance) const;
+
+    /// Row of dd_module_file of a module of generated code; -1 before a frame was in it.
+    samplefold_1::Index jitModule(const std::string& name) const;
 
     /// A thread of the context, owned by it; it never moves.
     samplefold_1::ThreadInfo* makeThread(samplefold_1::Index threadRow);
@@ -51,6 +73,7 @@ private:
     using instance_key_t = std::tuple<std::int32_t, std::uint64_t, std::int32_t, std::uint64_t>;
 
     void readSegmentInstances(rowvault1::IDatabase& db);
+    void readJitModules(rowvault1::IDatabase& db);
     void flushBatch();
     void commitNowAndThen();
     void repackAttributesForCurrentlyProcessedSamples() override;

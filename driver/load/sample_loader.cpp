@@ -4,7 +4,6 @@
 
 namespace samplefold::load {
 
-using perfdata::CpuMode;
 using perfdata::Sample;
 using samplefold_1::pmu_sample_attribute_t;
 using session::Severity;
@@ -25,8 +24,9 @@ bool isGroupRead(const Sample& sample)
 } // namespace
 
 SampleLoader::SampleLoader(const perfdata::Recording& recording, const Session& session,
-                           ProfileContext& context)
-    : m_session(session), m_context(context), m_clock(recording), m_expander(recording)
+                           ProfileContext& context, StackLoader& stacks, CpuTimes& cpuTimes)
+    : m_session(session), m_context(context), m_stacks(stacks), m_cpuTimes(cpuTimes),
+      m_clock(recording), m_expander(recording)
 {
 }
 
@@ -45,7 +45,7 @@ void SampleLoader::onSample(const Sample& sample)
     attr.mem_access = m_session.attributes.memoryAccess(sample);
     attr.htm_info = m_session.attributes.transaction(sample);
     attr.ip = sample.ip;
-    locate(sample, *task.process, tick, attr);
+    m_stacks.settle(sample, *task.process, tick, attr);
 
     if (!isGroupRead(sample)) {
         add(task, attr, tick, *sample.event, sample.period);
@@ -88,48 +88,10 @@ SampleLoader::Task& SampleLoader::taskOf(const Sample& sample, std::uint64_t tic
     return task;
 }
 
-void SampleLoader::locate(const Sample& sample, session::Process& process, std::uint64_t tick,
-                          pmu_sample_attribute_t& attr)
-{
-    attr.code_loc.rva = sample.ip;
-    session::Process* owner = nullptr;
-    switch (sample.cpuMode()) {
-    case CpuMode::Kernel:
-        owner = &m_session.processes.kernel();
-        break;
-    case CpuMode::User:
-        owner = &process;
-        break;
-    default:
-        break; // other machines' address spaces are not in the profile
-    }
-    session::Place place;
-    if (owner == nullptr || !owner->space.find(sample.ip, tick, place)) {
-        ++m_unmapped;
-        return;
-    }
-    setPlace(*owner, place, attr);
-}
-
-void SampleLoader::setPlace(session::Process& owner, const session::Place& place,
-                            pmu_sample_attribute_t& attr)
-{
-    const samplefold_1::Index segmentRow = m_session.modules.segmentRow(place.segment);
-    attr.code_loc.mod_seg = segmentRow;
-    attr.code_loc.rva = place.rva;
-    attr.seg_inst = owner.space.instanceRow(place.entry);
-    if (attr.seg_inst.exist()) return;
-    attr.seg_inst = m_context.segmentInstance(segmentRow, place.start,
-                                              m_session.processRows.row(owner), place.loadTime);
-    owner.space.setInstanceRow(place.entry, attr.seg_inst);
-}
-
 void SampleLoader::reportQuality()
 {
     session::QualityLog& quality = m_session.quality;
-    quality.add("samples outside every known mapping", m_unmapped,
-                "they show by address; record from the start of the process, or system-wide (-a)",
-                Severity::info);
+    m_stacks.reportQuality(quality);
     quality.add("samples without a time", m_untimed,
                 "they were put at the latest tick before them; record with times (-T)",
                 Severity::info);

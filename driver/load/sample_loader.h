@@ -1,10 +1,11 @@
 #pragma once
 
+#include "load/cpu_times.h"
 #include "load/profile_context.h"
+#include "load/stack_loader.h"
 #include "perfdata/recording.h"
 #include "session/attribute_rows.h"
 #include "session/load_clock.h"
-#include "session/module_catalog.h"
 #include "session/process_rows.h"
 #include "session/process_table.h"
 #include "session/quality_log.h"
@@ -24,12 +25,12 @@ struct SampleBooks {
 };
 
 /// Takes the samples of a recording, the second pass, and hands each to the context with its
-/// attribute: process, thread, mapping at that tick, event, CPU, mode. Loading thread only.
+/// attribute: process, thread, where it was, event, CPU, mode. Context switches among them go to
+/// the CPU times. Loading thread only.
 class SampleLoader : public perfdata::RecordSink {
 public:
     struct Session {
         session::ProcessTable& processes;
-        session::ModuleCatalog& modules;
         session::ProcessRows& processRows;
         session::AttributeRows& attributes;
         session::QualityLog& quality;
@@ -37,9 +38,10 @@ public:
 
     /// The arguments outlive the object.
     SampleLoader(const perfdata::Recording& recording, const Session& session,
-                 ProfileContext& context);
+                 ProfileContext& context, StackLoader& stacks, CpuTimes& cpuTimes);
 
     void onSample(const perfdata::Sample& sample) override;
+    void onSwitch(const perfdata::SwitchRecord& record) override { m_cpuTimes.onSwitch(record); }
 
     const SampleBooks& books() const { return m_books; }
     std::uint64_t lastTick() const { return m_lastTick; }
@@ -53,15 +55,13 @@ private:
     };
 
     Task& taskOf(const perfdata::Sample& sample, std::uint64_t tick);
-    void locate(const perfdata::Sample& sample, session::Process& process, std::uint64_t tick,
-                samplefold_1::pmu_sample_attribute_t& attr);
-    void setPlace(session::Process& owner, const session::Place& place,
-                  samplefold_1::pmu_sample_attribute_t& attr);
     void add(Task& task, samplefold_1::pmu_sample_attribute_t& attr, std::uint64_t tick,
              const perfdata::Event& event, std::uint64_t count);
 
     Session m_session;
     ProfileContext& m_context;
+    StackLoader& m_stacks;
+    CpuTimes& m_cpuTimes;
     session::LoadClock m_clock;
     perfdata::ReadExpander m_expander;
     std::unordered_map<std::uint64_t, Task> m_tasks; ///< by pid and tid, of the life used last
@@ -69,7 +69,6 @@ private:
     Task* m_lastTask = nullptr;
     std::uint64_t m_lastTick = 0;
     SampleBooks m_books;
-    std::uint64_t m_unmapped = 0;
     std::uint64_t m_untimed = 0;
     std::uint64_t m_withoutCpu = 0;
 };

@@ -122,6 +122,7 @@ private:
         }
         const Sample* sample = m_samples.decode(record, event, m_locator.layout(event), offset);
         if (sample == nullptr) {
+            ++m_stats.badSamples;
             countBad(offset);
             return;
         }

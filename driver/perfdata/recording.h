@@ -77,6 +77,7 @@ struct DeliveryStats {
     std::uint64_t sideBand = 0;            ///< other delivered records
     std::uint64_t filtered = 0;            ///< left out by DeliveryOptions::filter
     std::uint64_t badRecords = 0;          ///< fields overrun the record's size
+    std::uint64_t badSamples = 0;          ///< those of badRecords that are samples
     std::uint64_t unknownIdSamples = 0;    ///< samples whose event is not known
     std::uint64_t untimed = 0;             ///< delivered in file order for want of a time
     std::uint64_t mostPending = 0;         ///< highest number of records held back at once

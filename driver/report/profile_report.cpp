@@ -2,10 +2,10 @@
 
 #include "report/sql_rows.h"
 #include "report/summary.h"
+#include "report/sums.h"
 #include "report/text_table.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <span>
 
 namespace samplefold::report {
@@ -26,6 +26,26 @@ constexpr const char* g_codeJoins = R"(
   LEFT JOIN dd_code_location l ON l.rowid = c.code_loc
   LEFT JOIN dd_module_segment ms ON ms.rowid = l.mod_seg
   LEFT JOIN dd_module_file m ON m.rowid = ms.module)";
+/// A function's own module, where it has one, else the one of the place.
+constexpr const char* g_functionJoins = R"(
+  LEFT JOIN dd_sample s ON s.rowid = g.sample
+  LEFT JOIN dd_callsite c ON c.rowid = s.callsite
+  LEFT JOIN dd_code_location l ON l.rowid = c.code_loc
+  LEFT JOIN dd_function fn ON fn.name IS NOT NULL AND fn.rowid =
+    (SELECT n.function FROM dd_code_name n WHERE n.mod_seg = l.mod_seg AND n.rva = l.rva LIMIT 1)
+  LEFT JOIN dd_module_segment ms ON ms.rowid = l.mod_seg
+  LEFT JOIN dd_module_file pm ON pm.rowid = ms.module
+  LEFT JOIN dd_module_file fm ON fm.rowid = fn.module
+  LEFT JOIN dd_module_file m ON m.rowid = coalesce(fm.rowid, pm.rowid))";
+/// The labels that the call trees have (CodeLabels).
+constexpr const char* g_functionColumns =
+    "CASE WHEN fn.name IS NOT NULL THEN fn.name "
+    "WHEN l.rva IS NULL THEN '[unknown]' "
+    "WHEN m.rowid IS NOT NULL THEN coalesce(m.name, m.path, '') || printf('+0x%llx', l.rva) "
+    "WHEN l.mod_seg > 0 OR l.rva NOT IN (1, 2, 3) THEN printf('0x%llx', l.rva) "
+    "WHEN l.rva = 1 THEN '[chain cut off]' "
+    "ELSE printf('0x%llx', -l.rva) END AS function, "
+    "coalesce(m.path, m.name, '[unknown]') AS module";
 constexpr const char* g_taskJoins = R"(
   LEFT JOIN dd_thread t ON t.rowid = g.thread
   LEFT JOIN dd_process p ON p.rowid = t.process)";
@@ -34,6 +54,7 @@ constexpr GroupingSql g_groupings[] = {
     {Grouping::module, "module", "sample", "coalesce(m.path, '[unknown]') AS module", g_codeJoins},
     {Grouping::address, "address", "sample",
      "coalesce(m.path, '[unknown]') AS module, printf('0x%x', l.rva) AS address", g_codeJoins},
+    {Grouping::function, "function", "sample", g_functionColumns, g_functionJoins},
     {Grouping::process, "process", "thread", "p.pid AS pid, p.name AS process", g_taskJoins},
     {Grouping::thread, "thread", "thread", "p.pid AS pid, t.tid AS tid, t.name AS thread",
      g_taskJoins},
@@ -60,22 +81,17 @@ std::string aliases(const std::string& columns)
     return out;
 }
 
-/// A sum that wraps: SQLite's own refuses to overflow, and a damaged profile may hold any count.
-std::string sumOf(const std::string& column)
-{
-    return "((sum(" + column + " >> 32) << 32) + sum(" + column + " & 4294967295))";
-}
-
 /// First the instances are added up by the few keys that matter, then names are put to the sums.
-std::string entriesSql(const GroupingSql& grouping, std::uint64_t limit, bool rowsAreSamples)
+std::string entriesSql(const GroupingSql& grouping, const ReportOptions& options,
+                       bool rowsAreSamples)
 {
     const std::string columns = grouping.columns;
     const std::string names = aliases(columns);
     const std::string shown = columns.empty() ? "" : ", " + columns;
     std::string sql =
         "WITH grouped AS (SELECT event_type, " + std::string(grouping.keys) +
-        ", count(*) AS samples, " + sumOf("count") +
-        " AS total FROM sample_instance GROUP BY event_type, " + grouping.keys +
+        ", count(*) AS samples, " + sumOf("count") + " AS total FROM sample_instance" +
+        whereInRange(options.range) + " GROUP BY event_type, " + grouping.keys +
         "), named AS (SELECT g.event_type AS event_key, e.name AS event" + shown +
         ", g.samples AS samples, g.total AS total FROM grouped g "
         "LEFT JOIN dd_event_type e ON e.rowid = g.event_type " +
@@ -87,22 +103,21 @@ std::string entriesSql(const GroupingSql& grouping, std::uint64_t limit, bool ro
         "row_number() OVER (PARTITION BY event_key ORDER BY count DESC, samples DESC" +
         names + ") AS place FROM summed) SELECT event_key, event" + names +
         (rowsAreSamples ? ", samples" : "") + ", count, percent FROM ranked";
-    if (limit != 0 && !columns.empty()) sql += " WHERE place <= " + std::to_string(limit);
+    if (options.limit != 0 && !columns.empty())
+        sql += " WHERE place <= " + std::to_string(options.limit);
     return sql + " ORDER BY event_key, place";
 }
 
 SqlRows readEntries(rowvault1::IResult& result, const ReportOptions& options)
 {
+    if (options.range.isSet()) checkRowsHaveTicks(result);
     const bool rowsAreSamples = result.info("store_each_sample") != "off";
-    return readRows(result, entriesSql(sqlOf(options.by), options.limit, rowsAreSamples));
+    return readRows(result, entriesSql(sqlOf(options.by), options, rowsAreSamples));
 }
 
-std::string percentText(const tb2::variant_t& value)
+std::optional<double> percentIn(const tb2::variant_t& value)
 {
-    if (value.is_null()) return "-";
-    char text[16];
-    std::snprintf(text, sizeof text, "%.2f%%", value.as_double());
-    return text;
+    return value.is_null() ? std::nullopt : std::optional(value.as_double());
 }
 
 /// One table per event: its key is the first column, for events can share a name, its name the
@@ -126,7 +141,7 @@ void writeEntries(const SqlRows& entries, const ReportOptions& options, std::ost
             std::vector<std::string> cells;
             for (std::size_t i = firstColumn; i < percent; ++i)
                 cells.push_back(toText(entries.rows[row][i]));
-            cells.push_back(percentText(entries.rows[row][percent]));
+            cells.push_back(percentText(percentIn(entries.rows[row][percent])));
             table.addRow(std::move(cells));
         }
         out << '\n'
@@ -151,13 +166,14 @@ const std::vector<std::pair<std::string, Grouping>>& groupings()
 
 void writeReport(rowvault1::IResult& result, const ReportOptions& options, std::ostream& out)
 {
-    writeSummary(result, out);
-    writeEntries(readEntries(result, options), options, out);
+    const SqlRows entries = readEntries(result, options);
+    writeSummary(result, out, options.range);
+    writeEntries(entries, options, out);
 }
 
 nlohmann::ordered_json reportToJson(rowvault1::IResult& result, const ReportOptions& options)
 {
-    nlohmann::ordered_json report = summaryToJson(result);
+    nlohmann::ordered_json report = summaryToJson(result, options.range);
     report["by"] = sqlOf(options.by).name;
     auto& list = report["entries"] = nlohmann::ordered_json::array();
     const SqlRows entries = readEntries(result, options);

@@ -24,6 +24,11 @@ SqlRows readRows(rowvault1::IResult& result, std::string_view sql)
     return std::move(reader.answer);
 }
 
+std::int64_t rowKey(const variant_t& value)
+{
+    return value.is_integer() ? static_cast<std::int64_t>(value.integer_bits()) : -1;
+}
+
 std::string toText(const variant_t& value)
 {
     switch (value.kind()) {

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,6 +19,27 @@ struct SqlRows {
 
 /// Runs a statement and keeps its answer. Throws rowvault1::StoreError.
 SqlRows readRows(rowvault1::IResult& result, std::string_view sql);
+
+/// Runs a statement and calls `visit(values)` for each row, in which a value stands at the place of
+/// its column. Throws rowvault1::StoreError.
+template <class Visit>
+void visitRows(rowvault1::IResult& result, std::string_view sql, Visit&& visit)
+{
+    struct Reader final : rowvault1::ISqlReader {
+        explicit Reader(Visit& target) : visitRow(target) {}
+        void onColumns(std::span<const std::string>) override {}
+        bool onRow(std::span<const tb2::variant_t> row) override
+        {
+            visitRow(row);
+            return true;
+        }
+        Visit& visitRow;
+    } reader(visit);
+    rowvault1::readSql(result, sql, reader);
+}
+
+/// The key of a row that a value holds; -1 when it holds none.
+std::int64_t rowKey(const tb2::variant_t& value);
 
 /// A value as a person reads it: numbers in decimal, doubles with six digits, null as the empty
 /// text.

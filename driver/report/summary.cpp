@@ -29,6 +29,37 @@ void writeLine(std::ostream& out, const char* title, const std::string& text)
     if (!text.empty()) out << std::left << std::setw(12) << title << printable(text) << '\n';
 }
 
+std::uint64_t rowsInRange(rowvault1::IResult& result, const TickRange& range)
+{
+    const std::string sql = "SELECT count(*) FROM sample_instance" + whereInRange(range);
+    return readRows(result, sql).rows.at(0).at(0).integer_bits();
+}
+
+/// Ticks of a recording without times are told as they are.
+std::string rangeText(rowvault1::IResult& result, const TickRange& range)
+{
+    const bool areTimes = result.info("ticks") == "recorded";
+    const auto tickText = [&](const std::optional<std::uint64_t>& tick, const char* open) {
+        if (!tick) return std::string(open);
+        const std::string number = std::to_string(*tick);
+        return areTimes ? secondsText(number) : "tick " + number;
+    };
+    return tickText(range.from, "the first tick") + " to " + tickText(range.to, "the last tick") +
+           ": " + std::to_string(rowsInRange(result, range)) + " sample rows";
+}
+
+nlohmann::ordered_json rangeToJson(rowvault1::IResult& result, const TickRange& range)
+{
+    const auto tickOrNull = [](const std::optional<std::uint64_t>& tick) {
+        return tick ? nlohmann::ordered_json(*tick) : nlohmann::ordered_json();
+    };
+    nlohmann::ordered_json json;
+    json["from"] = tickOrNull(range.from);
+    json["to"] = tickOrNull(range.to);
+    json["sample_rows"] = rowsInRange(result, range);
+    return json;
+}
+
 void writeQuality(rowvault1::IResult& result, std::ostream& out)
 {
     const SqlRows rows = readRows(result, g_qualitySql);
@@ -50,7 +81,7 @@ void writeQuality(rowvault1::IResult& result, std::ostream& out)
 
 } // namespace
 
-void writeSummary(rowvault1::IResult& result, std::ostream& out)
+void writeSummary(rowvault1::IResult& result, std::ostream& out, const TickRange& range)
 {
     const auto info = [&result](const char* key) { return result.info(key); };
     writeLine(out, "result", result.databasePath());
@@ -78,10 +109,11 @@ void writeSummary(rowvault1::IResult& result, std::ostream& out)
                   info("samples_in_input") + " in the input, " + info("sample_rows") + " rows, " +
                       info("samples_dropped") + " dropped");
     }
+    if (range.isSet()) writeLine(out, "range", rangeText(result, range));
     writeQuality(result, out);
 }
 
-nlohmann::ordered_json summaryToJson(rowvault1::IResult& result)
+nlohmann::ordered_json summaryToJson(rowvault1::IResult& result, const TickRange& range)
 {
     nlohmann::ordered_json report;
     auto& summary = report["summary"] = nlohmann::ordered_json::object();
@@ -92,6 +124,7 @@ nlohmann::ordered_json summaryToJson(rowvault1::IResult& result)
     const SqlRows rows = readRows(result, g_qualitySql);
     for (const auto& row : rows.rows)
         quality.push_back(rowToJson(rows.names, row));
+    if (range.isSet()) report["range"] = rangeToJson(result, range);
     return report;
 }
 

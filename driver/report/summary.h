@@ -1,5 +1,7 @@
 #pragma once
 
+#include "report/time_range.h"
+
 #include <rowvault1/result.h>
 
 #include <nlohmann/json.hpp>
@@ -8,10 +10,11 @@
 
 namespace samplefold::report {
 
-/// What a result holds, where it comes from and how complete it is, with its quality counts. Throws
+/// What a result holds, where it comes from and how complete it is, with its quality counts; where
+/// a range is set, which part of it is looked at and how many sample rows lie there. Throws
 /// rowvault1::StoreError.
-void writeSummary(rowvault1::IResult& result, std::ostream& out);
-/// The same as an object with the keys "summary" and "quality".
-nlohmann::ordered_json summaryToJson(rowvault1::IResult& result);
+void writeSummary(rowvault1::IResult& result, std::ostream& out, const TickRange& range = {});
+/// The same as an object with the keys "summary" and "quality", and "range" where one is set.
+nlohmann::ordered_json summaryToJson(rowvault1::IResult& result, const TickRange& range = {});
 
 } // namespace samplefold::report

@@ -35,13 +35,69 @@ bool AddressSpace::find(std::uint64_t address, std::uint64_t time, Place& place)
 {
     if (m_state != State::built) build();
     const SegInstInfo* const info = m_map.findSegInst(address, time);
-    if (info == nullptr) return false;
+    if (info == nullptr || isHidden(address, time, info->loadTime)) return false;
     place.entry = static_cast<std::size_t>(info - m_map.values.data());
     place.segment = m_origins[place.entry].segment;
     place.start = m_origins[place.entry].start;
     place.loadTime = info->loadTime;
     place.rva = address - info->low() + info->offsetInFile;
+    place.hasImage = m_origins[place.entry].hasImage;
+    place.path = m_origins[place.entry].path;
     return true;
+}
+
+bool AddressSpace::cutAt(const std::vector<std::uint64_t>& addresses, std::uint64_t& room)
+{
+    const std::size_t whole = m_map.values.size();
+    for (std::size_t i = 0; i < whole; ++i) {
+        const std::uint64_t high = m_map.values[i].high();
+        auto cut = std::upper_bound(addresses.begin(), addresses.end(), m_map.values[i].low());
+        std::size_t below = i; // what the next cut divides
+        for (; cut != addresses.end() && *cut <= high; ++cut) {
+            if (room == 0) return false;
+            --room;
+            SegInstInfo above = m_map.values[below];
+            above.offsetInFile += *cut - above.low();
+            above.lowAddress = *cut;
+            m_map.values[below].highAddress = *cut - 1;
+            below = m_map.values.size();
+            m_map.values.push_back(std::move(above));
+            m_origins.push_back(m_origins[i]);
+        }
+    }
+    return true;
+}
+
+/// Mappings of one tick do not overlap, so that only a later one can hide.
+bool AddressSpace::isHidden(std::uint64_t address, std::uint64_t time, std::uint64_t loadTime)
+{
+    if (m_plain.values.empty()) return false;
+    const SegInstInfo* const plain = m_plain.findSegInst(address, time);
+    return plain != nullptr && plain->loadTime > loadTime;
+}
+
+const TickSpan& AddressSpace::steadySpan(std::uint64_t time)
+{
+    if (m_steady.holds(time)) return m_steady;
+    if (m_state != State::built) build();
+    if (m_changes.empty()) collectChanges();
+    const auto next = std::upper_bound(m_changes.begin(), m_changes.end(), time);
+    m_steady.until = next != m_changes.end() ? *next : never;
+    m_steady.from = next != m_changes.begin() ? *std::prev(next) : 0;
+    return m_steady;
+}
+
+void AddressSpace::collectChanges()
+{
+    for (const auto* const map : {&m_map, &m_plain}) {
+        for (const SegInstInfo& info : map->values) {
+            m_changes.push_back(info.loadTime);
+            m_changes.push_back(info.unloadTime);
+        }
+    }
+    m_changes.push_back(0);
+    std::sort(m_changes.begin(), m_changes.end());
+    m_changes.erase(std::unique(m_changes.begin(), m_changes.end()), m_changes.end());
 }
 
 /// Parents first, without recursion: a profile may tell a very long line of forks, or one in a
@@ -65,7 +121,21 @@ void AddressSpace::replay()
     std::exchange(m_events, {});
     std::exchange(m_active, {});
     std::exchange(m_latest, {});
+    if (m_leaveOutPlain) takeOutPlainMemory();
     m_state = State::built;
+}
+
+void AddressSpace::takeOutPlainMemory()
+{
+    std::vector<SegInstInfo> kept;
+    std::vector<Origin> keptOrigins;
+    for (std::size_t i = 0; i < m_origins.size(); ++i) {
+        const bool isKept = m_origins[i].hasImage;
+        (isKept ? kept : m_plain.values).push_back(std::move(m_map.values[i]));
+        (isKept ? keptOrigins : m_plainOrigins).push_back(m_origins[i]);
+    }
+    m_map.values = std::move(kept);
+    m_origins = std::move(keptOrigins);
 }
 
 void AddressSpace::apply(const Event& event)
@@ -105,27 +175,46 @@ void AddressSpace::applyMap(const Mapping& mapping, std::uint64_t low, std::uint
     info.highAddress = mapping.last;
     info.loadTime = time;
     info.unloadTime = never;
-    info.modulePath = *mapping.path;
     info.offsetInFile = mapping.offset + (low - mapping.start);
-    add(std::move(info), {mapping.start, mapping.segment});
+    // The path is not copied: many entries may share a very long one.
+    add(std::move(info), {mapping.start, mapping.segment, mapping.hasImage, mapping.path});
 }
 
 void AddressSpace::applyInheritance(std::uint64_t time)
 {
     if (m_parent->m_state != State::built) return; // a circle of forks ends here
-    const auto& values = m_parent->m_map.values;
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        if (!values[i].isValidAt(time)) continue;
+    if (m_room->left == 0) { // all that the parent ever had: looking through it would take its time
+        m_room->refused += m_parent->m_map.values.size() + m_parent->m_plain.values.size();
+        return;
+    }
+    for (const auto& [info, origin] : m_parent->entriesAt(time)) {
         if (m_room->left == 0) {
             ++m_room->refused;
             continue;
         }
         --m_room->left;
-        const Origin& origin = m_parent->m_origins[i];
-        const std::uint64_t offset = values[i].offsetInFile - (values[i].low() - origin.start);
-        applyMap({origin.start, values[i].high(), offset, origin.segment, &values[i].modulePath},
-                 values[i].low(), time);
+        const std::uint64_t offset = info->offsetInFile - (info->low() - origin->start);
+        applyMap(
+            {origin->start, info->high(), offset, origin->segment, origin->path, origin->hasImage},
+            info->low(), time);
     }
+}
+
+/// In the order of loading, so that what hides another comes behind it.
+std::vector<AddressSpace::entry_t> AddressSpace::entriesAt(std::uint64_t time) const
+{
+    std::vector<entry_t> entries;
+    const auto collect = [&](const auto& values, const std::vector<Origin>& origins) {
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            if (values[i].isValidAt(time)) entries.emplace_back(&values[i], &origins[i]);
+        }
+    };
+    collect(m_map.values, m_origins);
+    collect(m_plain.values, m_plainOrigins);
+    std::stable_sort(entries.begin(), entries.end(), [](const entry_t& a, const entry_t& b) {
+        return a.first->loadTime < b.first->loadTime;
+    });
+    return entries;
 }
 
 void AddressSpace::add(SegInstInfo info, const Origin& origin)

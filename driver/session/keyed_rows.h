@@ -1,9 +1,11 @@
 #pragma once
 
 #include "session/row_writer.h"
+#include "session/table_rows.h"
 
 #include <rowvault1/database.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <map>
@@ -57,7 +59,7 @@ public:
               const std::array<const char*, sizeof...(Keys)>& columns)
         : m_writer(db, table), m_columns(columns)
     {
-        readRows(*db->createQuery(table, 2));
+        readRows(*db, table);
     }
 
     /// Key of the row with these values. A row that is new is written with them and with whatever
@@ -87,27 +89,24 @@ public:
     }
 
 private:
-    void readRows(rowvault1::IQuery& query)
+    using row_values_t = std::array<tb2::variant_t, sizeof...(Keys) + 1>;
+
+    void readRows(rowvault1::IDatabase& db, const char* table)
     {
-        const std::uint16_t rowId = query.addColumn("rowid");
-        std::array<std::uint16_t, sizeof...(Keys)> at{};
-        for (std::size_t i = 0; i < at.size(); ++i)
-            at[i] = query.addColumn(m_columns[i]);
-        for (const auto rows = query.execute(); rows && !rows->atEnd(); rows->next()) {
-            const rowvault1::IConstRecord* const row = rows->current();
-            if (row == nullptr) return;
+        std::array<const char*, sizeof...(Keys) + 1> columns{};
+        std::copy(m_columns.begin(), m_columns.end(), columns.begin());
+        columns.back() = "rowid";
+        readTable(table, db, columns, [this](const row_values_t& row) {
             key_t key;
-            readKey(*row, at, key, std::index_sequence_for<Keys...>{});
-            m_rows.try_emplace(std::move(key), rowvault1::utils::variantToIndex(row->get(rowId)));
-        }
+            readKey(row, key, std::index_sequence_for<Keys...>{});
+            m_rows.try_emplace(std::move(key), rowvault1::utils::variantToIndex(row.back()));
+        });
     }
 
     template <std::size_t... I>
-    static void readKey(const rowvault1::IConstRecord& row,
-                        const std::array<std::uint16_t, sizeof...(Keys)>& at, key_t& key,
-                        std::index_sequence<I...>)
+    static void readKey(const row_values_t& row, key_t& key, std::index_sequence<I...>)
     {
-        (detail::readValue(row.get(at[I]), std::get<I>(key)), ...);
+        (detail::readValue(row[I], std::get<I>(key)), ...);
     }
     template <std::size_t... I>
     void writeKey(const key_t& key, std::index_sequence<I...>)

@@ -22,6 +22,11 @@ bool ModuleCatalog::isFile(std::string_view path)
     return true;
 }
 
+bool ModuleCatalog::isImage(std::string_view path)
+{
+    return isFile(path) || path == "[vdso]" || path == "[vsyscall]" || path == "[uprobes]";
+}
+
 rowvault1::Index ModuleCatalog::moduleRow(const module_key_t& key)
 {
     const std::string& path = std::get<0>(key);

@@ -35,8 +35,11 @@ public:
 
     rowvault1::Index segmentRow(std::uint32_t segment) const { return m_segments[segment].row; }
     const std::string& modulePath(std::uint32_t segment) const { return *m_segments[segment].path; }
-    /// Whether names of that form are no files: anonymous memory, vdso, heap and the like.
+    /// False for names that are no files: anonymous memory, vdso, heap and the like.
     static bool isFile(std::string_view path);
+    /// Whether code of that name is an image that was made before the process ran: a file, or what
+    /// the kernel gives every process. Other memory may hold generated code.
+    static bool isImage(std::string_view path);
 
 private:
     struct Segment {

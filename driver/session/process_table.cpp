@@ -34,19 +34,28 @@ void Process::endThread(std::int32_t tid, std::uint64_t time)
     ended.end = time;
 }
 
-ProcessTable::ProcessTable() : m_kernel(std::make_unique<Process>())
+ProcessTable::ProcessTable() : m_kernel(std::make_unique<Process>(m_kernelInfo))
 {
     m_kernel->pid = kernelPid;
     m_kernel->life = -1;
     m_kernel->name = "[kernel]";
 }
 
-Process& ProcessTable::addLife(Lives& lives, std::int32_t pid, std::uint64_t start)
+Process& ProcessTable::addLife(std::int32_t pid, std::uint64_t start)
 {
-    auto process = std::make_unique<Process>();
+    samplefold_1::VmAuxData::accessor record;
+    m_spans.insert(record, static_cast<std::uint32_t>(pid));
+    samplefold_1::PerfProcessInfo& info = *record->second.emplace_back();
+    // A life without a known start takes its span from the first tick that it is asked for.
+    info.firstTsc = start;
+    info.lastTsc = start;
+
+    Lives& lives = m_lives[pid];
+    auto process = std::make_unique<Process>(info);
     process->pid = pid;
     process->life = static_cast<std::int32_t>(lives.size());
     process->start = start;
+    info.owner = reinterpret_cast<std::uintptr_t>(process.get());
     lives.push_back(std::move(process));
     return *lives.back();
 }
@@ -54,24 +63,25 @@ Process& ProcessTable::addLife(Lives& lives, std::int32_t pid, std::uint64_t sta
 Process& ProcessTable::newest(std::int32_t pid)
 {
     Lives& lives = m_lives[pid];
-    return lives.empty() ? addLife(lives, pid, 0) : *lives.back();
+    return lives.empty() ? addLife(pid, 0) : *lives.back();
 }
 
 Process& ProcessTable::begin(std::int32_t pid, std::uint64_t time)
 {
     Lives& lives = m_lives[pid];
     const bool taken = !lives.empty() && lives.back()->start == time && lives.back()->end == 0;
-    return taken ? *lives.back() : addLife(lives, pid, time);
+    return taken ? *lives.back() : addLife(pid, time);
 }
 
 Process& ProcessTable::at(std::int32_t pid, std::uint64_t time)
 {
-    Lives& lives = m_lives[pid];
-    if (lives.empty()) return addLife(lives, pid, 0);
-    for (auto life = lives.rbegin(); life != lives.rend(); ++life) {
-        if ((*life)->start <= time) return **life;
+    samplefold_1::VmAuxData::accessor record;
+    std::uint64_t index = 0;
+    if (m_spans.getProcessState(time, static_cast<std::uint32_t>(pid), index, record) == 0) {
+        record.release();
+        return addLife(pid, 0);
     }
-    return *lives.front();
+    return *reinterpret_cast<Process*>(record->second[index].owner);
 }
 
 void ProcessTable::inherit(Process& child, Process& parent, std::uint64_t time)

@@ -3,6 +3,7 @@
 #include "session/address_space.h"
 
 #include <rowvault1/index.h>
+#include <samplefold_1/vm_aux_data.h>
 
 #include <cstdint>
 #include <functional>
@@ -35,6 +36,9 @@ struct Thread {
 
 /// One life of a process: a pid is used again after its exit.
 struct Process {
+    /// `info` is the record of this life; it outlives the object.
+    explicit Process(samplefold_1::PerfProcessInfo& info) : space(info.segInstMap) {}
+
     std::int32_t pid = -1;
     std::int32_t life = 0; ///< counts the lives of a pid from 0; -1 for the kernel
     std::string name;
@@ -47,6 +51,8 @@ struct Process {
     bool rowUnderWay = false; ///< see ProcessRows
 
     std::size_t liveThreads = 0;
+    bool hasJitCode = false; ///< generated code of it is described by a file
+    std::string jitDump;     ///< path of the jitdump that the profile shows it mapped; else empty
 
     /// The thread of that id, made (and alive) when it is new.
     Thread& thread(std::int32_t tid);
@@ -57,7 +63,8 @@ struct Process {
 };
 
 /// All processes of a profile with their lives. Addresses of processes and threads stay. The kernel
-/// is the process of pid -1. Loading thread only.
+/// is the process of pid -1. Which life a tick belongs to is settled by VmAuxData. Loading thread
+/// only.
 class ProcessTable {
 public:
     static constexpr std::int32_t kernelPid = -1;
@@ -72,6 +79,8 @@ public:
     Process& at(std::int32_t pid, std::uint64_t time);
 
     Process& kernel() { return *m_kernel; }
+    /// The lives of all processes with what they had mapped, for the library; not the kernel's.
+    samplefold_1::VmAuxData& spans() { return m_spans; }
 
     /// Lets a child take over its parent's mappings at the tick of the fork.
     void inherit(Process& child, Process& parent, std::uint64_t time);
@@ -84,8 +93,10 @@ public:
 private:
     using Lives = std::vector<std::unique_ptr<Process>>;
 
-    static Process& addLife(Lives& lives, std::int32_t pid, std::uint64_t start);
+    Process& addLife(std::int32_t pid, std::uint64_t start);
 
+    samplefold_1::VmAuxData m_spans; ///< a record per life, which points at its process
+    samplefold_1::PerfProcessInfo m_kernelInfo;
     std::unordered_map<std::int32_t, Lives> m_lives;
     std::unique_ptr<Process> m_kernel;
     InheritanceRoom m_room;

@@ -20,6 +20,13 @@ std::uint64_t lastAddress(std::uint64_t start, std::uint64_t length)
     return start + std::min(length - 1, room);
 }
 
+/// A runtime maps the dump that it writes, so that the recording shows where it is.
+bool isJitDumpName(std::string_view path)
+{
+    const std::string_view leaf = path.substr(path.rfind('/') + 1);
+    return leaf.starts_with("jit-") && leaf.ends_with(".dump");
+}
+
 } // namespace
 
 SideBandCollector::SideBandCollector(const perfdata::Recording& recording, ProcessTable& processes,
@@ -38,7 +45,9 @@ void SideBandCollector::collect(const perfdata::ProgressHook& progress)
     // Numbered ticks count the samples between the records.
     options.filter = m_clock.isNumbered() ? perfdata::Deliver::All : perfdata::Deliver::SideBand;
     options.progress = progress;
-    m_recording.deliver(*this, options);
+    const perfdata::DeliveryStats stats = m_recording.deliver(*this, options);
+    m_quality.add("malformed records other than samples", stats.badRecords - stats.badSamples,
+                  "their fields overrun their size; record again", Severity::error);
     noteUnusedRecords();
 }
 
@@ -70,9 +79,12 @@ void SideBandCollector::onMmap(const perfdata::MmapRecord& record)
     const std::uint32_t segment = m_modules.segment(
         {record.filename, buildId, record.pageOffset, record.length, record.protection});
     Process& process = subject(record.pid);
-    process.space.map({record.start, lastAddress(record.start, record.length), record.pageOffset,
-                       segment, &m_modules.modulePath(segment)},
-                      m_clock.recordTick(record.time));
+    process.space.map(
+        {record.start, lastAddress(record.start, record.length), record.pageOffset, segment,
+         &m_modules.modulePath(segment),
+         record.pid == ProcessTable::kernelPid || ModuleCatalog::isImage(record.filename)},
+        m_clock.recordTick(record.time));
+    if (isJitDumpName(record.filename)) process.jitDump = std::string(record.filename);
 }
 
 void SideBandCollector::onComm(const perfdata::CommRecord& record)
@@ -152,6 +164,12 @@ void SideBandCollector::onTextPoke(const perfdata::TextPokeRecord&)
     m_quality.add("changes of kernel code that were skipped", 1,
                   "nothing to do: addresses stay right, disassembly may show other bytes",
                   Severity::info);
+}
+
+void SideBandCollector::onTimeConv(const perfdata::TimeConvRecord& record)
+{
+    if (record.mult != 0 && record.shift < 64)
+        m_tscScale = TscScale{record.shift, record.mult, record.zero};
 }
 
 void SideBandCollector::noteUnusedRecords()

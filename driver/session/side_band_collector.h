@@ -6,11 +6,21 @@
 #include "session/process_table.h"
 #include "session/quality_log.h"
 
+#include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace samplefold::session {
+
+/// Scale between the time stamp counter and the clock of samples, as the kernel gives it out:
+/// time = zero + ((ticks * mult) >> shift). From <linux/perf_event.h>, perf_event_mmap_page.
+struct TscScale {
+    std::uint64_t shift = 0;
+    std::uint64_t mult = 0;
+    std::uint64_t zero = 0;
+};
 
 /// Builds processes, threads and their mappings from the side-band records of a recording, the
 /// first of two passes: all maps are whole before the first sample is looked up. Counts what the
@@ -34,6 +44,10 @@ public:
     void onThrottle(const perfdata::ThrottleRecord& record) override;
     void onKsymbol(const perfdata::KsymbolRecord& record) override;
     void onTextPoke(const perfdata::TextPokeRecord& record) override;
+    void onTimeConv(const perfdata::TimeConvRecord& record) override;
+
+    /// How the processor's time stamps become the recording's times, where that is told.
+    const std::optional<TscScale>& tscScale() const { return m_tscScale; }
 
 private:
     Process& subject(std::int32_t pid);
@@ -45,6 +59,7 @@ private:
     ModuleCatalog& m_modules;
     QualityLog& m_quality;
     LoadClock m_clock;
+    std::optional<TscScale> m_tscScale;
     std::map<std::string, std::string, std::less<>> m_buildIds; ///< by path, hexadecimal
 };
 

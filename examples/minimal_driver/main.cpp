@@ -14,6 +14,8 @@
 #include <cstdint>
 #include <exception>
 #include <iostream>
+#include <map>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -48,13 +50,20 @@ Column key(std::string_view name, Index row)
     return {name, rowvault1::utils::indexToVariant(row)};
 }
 
-/// A load: options are set first, then the store, then the buckets. Call stacks are off, so that an
-/// attribute carries its place in code itself.
+/// A module that is mapped in a process.
+struct Mapping {
+    std::uint64_t start;
+    std::string path;
+    Index instance; ///< row of dd_segment_instance
+};
+
+/// A load: options are set first, then the store, then the buckets. Call stacks are on: a sample
+/// carries the callsite of its innermost frame, and the store knows the frames around it.
 class MinimalContext : public samplefold_1::LoaderContext {
 public:
     explicit MinimalContext(rowvault1::IResult& result)
     {
-        m_linkCallsiteParents = false;
+        m_linkCallsiteParents = true;
         m_instanceContainer = result.instanceContainer();
         m_sampleBandTable = result.sampleBandTable();
         m_rateBandField = m_sampleBandTable->customColumn("rate");
@@ -62,6 +71,25 @@ public:
         setDb(result.database());
         setResult(result.perfDatabase());
         initAttributeCaches(samplefold_1::attributeBuckets);
+    }
+
+    /// The callsite of a chain of addresses, the sampled one first. The library writes a row on
+    /// every call, so that a driver asks once for each frame under its caller and remembers the
+    /// answer.
+    Index callsite(const std::vector<std::uint64_t>& chain, Index process, const Mapping& mapping)
+    {
+        Index caller;
+        for (auto address = chain.rbegin(); address != chain.rend(); ++address) {
+            const auto [known, isNew] = m_callsites.try_emplace({caller.value(), *address});
+            if (isNew) {
+                Index instance = mapping.instance; // -1 for an address that lies in no mapping
+                known->second = createCallsiteInstance(
+                    instance, 100, process, 0, *address, mapping.start, 0, mapping.path, caller,
+                    *address == chain.front(), nullptr, samplefold_1::segment_type_t::file);
+            }
+            caller = known->second;
+        }
+        return caller;
     }
 
     /// Sorts what was added into its buckets, then writes it. Between the two nothing may be added.
@@ -77,18 +105,18 @@ public:
     std::vector<ThreadInfo*> threads; ///< all threads whose samples may be open
 
 private:
-    /// Finds each new attribute, and its place in code, among what the bucket knows; lists what it
-    /// does not know for writing; and points the attribute at where its row keys are kept.
+    /// Finds each new attribute among what the bucket knows; lists what it does not know for
+    /// writing; and points the attribute at where its row keys are kept. Its callsite's key stands
+    /// in the bucket's own copy, which outlives the arrays.
     void sort(samplefold_1::PerThreadContext& bucket)
     {
         for (const std::uint64_t number : bucket.m_attributeNumbers) {
             pmu_sample_attribute_t& attr = m_sampleAttributes[number];
-            const auto [place, isNewPlace] =
-                bucket.m_codeLocations.try_emplace(attr.code_loc, Index());
-            if (isNewPlace) bucket.m_codeLocationsToAdd.push_back(&*place);
-            attr.code_loc.callsite_key = &place->second;
             const auto [known, isNew] = bucket.m_sampleAttributeKeys.try_emplace(attr, Index());
+            auto& kept = const_cast<pmu_sample_attribute_t&>(known->first); // no part of the order
+            kept.code_loc.callsite_key = &kept.callsite;
             if (isNew) bucket.m_sampleAttributesToAdd.push_back(&*known);
+            attr.code_loc.callsite_key = &kept.callsite;
             attr.sample_key = &known->second;
         }
     }
@@ -106,6 +134,8 @@ private:
         for (std::size_t i = 0; i < threads.size(); ++i)
             threads[i]->setLastSamplesFromCopy(open[i]);
     }
+
+    std::map<std::pair<std::int32_t, std::uint64_t>, Index> m_callsites; ///< by caller and address
 };
 
 void load(rowvault1::IResult& result)
@@ -134,12 +164,13 @@ void load(rowvault1::IResult& result)
     pmu_sample_attribute_t attr;
     attr.event_type = event;
     attr.cpu = cpu;
-    attr.seg_inst =
-        context.addSegmentInstance(segment, 0x400000, process, variant_t(std::uint64_t{1}));
-    attr.code_loc.mod_seg = segment;
+    const Mapping mapping{
+        0x400000, "/opt/demo",
+        context.addSegmentInstance(segment, 0x400000, process, variant_t(std::uint64_t{1}))};
+    attr.seg_inst = mapping.instance;
     for (std::uint64_t tick = 1000; tick <= 1000000; tick += 1000) {
-        attr.code_loc.rva = 0x10 * (tick / 1000 % 3); // three places, round and round
-        attr.ip = 0x400000 + attr.code_loc.rva;
+        attr.ip = 0x400000 + 0x10 * (tick / 1000 % 3); // three places, round and round
+        attr.callsite = context.callsite({attr.ip, 0x401000, 0x402000}, process, mapping);
         for (ThreadInfo* const thread : context.threads)
             thread->addSample(tick, context.addpmuSampleAttribute(attr), 1000, 0, 1, false, 0, 1);
         if (tick % 100000 == 0) context.flush();

@@ -15,7 +15,7 @@ const field_info_t cpu_running_data_t::s_fields[3] = {
 void bucket_row_traits_t<CpuRunningData>::bind(const CpuRunningData& row,
                                                std::span<tb2::variant_t> values)
 {
-    values[0] = utils::indexToVariant(row.thread);
+    values[0] = tb2::variant_t(row.thread.value());
     values[1] = tb2::variant_t(row.start_tsc);
     values[2] = tb2::variant_t(row.end_tsc);
 }

@@ -9,3 +9,7 @@ EVENT_NAMES = {
 
 # Samples per module: case -> {(event, module as perf names it): (samples in the text, samples in the result)}.
 MODULE_COUNTS = {}
+
+# Frames that perf finds in the program that exec has replaced by the tick of the sample, for the processor entered
+# the kernel from it: case -> ticks of such samples, once for each frame.
+STALE_FRAMES = {"forktree-sideband": [2506821233944]}

@@ -5,6 +5,7 @@ from collections import Counter
 
 from support import command, perf_text, result
 from support.cases import kept, kept_cases, shared_cases
+from support.chains import Chains
 from support.perf_bytes import Recording, with_unknown_ids
 from support.testing import LoadedCases, SystemTest, test_per_case
 
@@ -17,18 +18,15 @@ def tearDownModule():
 
 SAMPLED = [case for case in kept_cases() + shared_cases() if case.load("samples.txt") is not None]
 
-# Every sample row with all that tells attributes apart, by value.
+# Every sample row with all that tells attributes apart, by value but for the callsite.
 ATTRIBUTES_SQL = """
-SELECT e.name, p.pid, p.life, t.tid, c.number, m.name, s.ip, f.path, l.rva, a.source, h.word, i.count
+SELECT s.callsite, e.name, p.pid, p.life, t.tid, c.number, m.name, s.ip, g.address, g.extra, a.source, h.word, i.count
   FROM sample_instance i
   JOIN dd_sample s ON s.id = i.sample
   JOIN dd_event_type e ON e.id = i.event_type
   JOIN dd_thread t ON t.id = i.thread
   JOIN dd_process p ON p.id = t.process
-  JOIN dd_callsite k ON k.id = s.callsite
-  JOIN dd_code_location l ON l.id = k.code_loc
-  LEFT JOIN dd_module_segment g ON g.id = l.mod_seg
-  LEFT JOIN dd_module_file f ON f.id = g.module
+  JOIN dd_segment_instance g ON g.id = s.seg_inst
   LEFT JOIN dd_cpu c ON c.id = i.cpu
   LEFT JOIN dd_cpu_mode m ON m.id = s.cpu_mode
   LEFT JOIN dd_mem_access a ON a.id = s.mem_access
@@ -50,16 +48,18 @@ class TheBooksBalance(SystemTest):
 
 
 def sums(folder):
+    """Counts by attribute, with the whole chain in place of its callsite."""
+    chains = Chains(folder)
     totals = Counter()
-    for *attribute, count in result.rows(folder, ATTRIBUTES_SQL):
-        totals[tuple(attribute)] += count
+    for callsite, *attribute, count in result.rows(folder, ATTRIBUTES_SQL):
+        frames = tuple((frame.path, frame.rva, frame.function) for frame in chains.frames(callsite))
+        totals[frames, *attribute] += count
     return totals
 
 
 def check_sums(test, case):
     each = sums(loads.loaded(test, case))
-    scratch = test.scratch()
-    added_up = test.load(case.recording(scratch), scratch / "off", "--store-each-sample", "off")
+    added_up = test.load(loads.recording(case), test.scratch() / "off", "--store-each-sample", "off")
     test.assertTrue(each)
     test.assertEqual(sums(added_up), each)
     test.assertEqual(result.value(added_up, "SELECT count(*) FROM sample_instance"), len(each),

@@ -36,7 +36,8 @@ class Usage(SystemTest):
             self.assertIn(word, outcome.out)
 
     def test_help_of_subcommands_names_their_options(self):
-        for name, options in (("load", ("INPUT", "--output", "--append", "--store-each-sample")),
+        for name, options in (("load", ("INPUT", "--output", "--append", "--store-each-sample", "--stacks", "--jit",
+                                        "--jit-dir")),
                               ("report", ("RESULT", "--by", "--limit", "--json")),
                               ("sql", ("RESULT", "STATEMENT", "--format", "--json"))):
             outcome = command.run(name, "--help")
@@ -57,6 +58,9 @@ class Usage(SystemTest):
         self.assert_usage_error("load", names="INPUT")
         self.assert_usage_error("load", "in", names="--output")
         self.assert_usage_error("load", "in", "-o", "r", "--store-each-sample", "perhaps", names="perhaps")
+        self.assert_usage_error("load", "in", "-o", "r", "--stacks", "some", names="some")
+        self.assert_usage_error("load", "in", "-o", "r", "--jit", "later", names="later")
+        self.assert_usage_error("load", "in", "-o", "r", "--jit-dir", names="--jit-dir")
         self.assert_usage_error("load", "in", "-o", "r", "--no-such-option", names="--no-such-option")
         self.assert_usage_error("report", names="RESULT")
         self.assert_usage_error("report", "r", "--by", "colour", names="colour")

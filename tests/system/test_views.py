@@ -9,6 +9,8 @@ from collections import Counter, defaultdict
 from dso_names import perf_name
 from support import perf_text, result
 from support.cases import kept, kept_cases
+from support.chains import Chains
+from support.perf_records import Records
 from support.testing import LoadedCases, SystemTest, test_per_case
 
 CASE = kept("forktree-multi")
@@ -108,23 +110,40 @@ class OtherViews(SystemTest):
     def setUp(self):
         self.folder = loads.loaded(self, CASE)
 
-    def test_frames_are_one_per_sampled_place(self):
-        places = shell(self.folder, "SELECT DISTINCT callsite, 0, module FROM samples ORDER BY callsite")
-        frames = shell(self.folder, "SELECT callsite, depth, module FROM frames ORDER BY callsite")
+    def test_frames_are_the_chain_of_every_callsite(self):
+        chains = Chains(self.folder)
+        want = Counter((str(callsite), str(depth), frame.path.rsplit("/", 1)[-1] if frame.path else "NULL",
+                        f"{frame.rva:#x}", "NULL")
+                       for callsite, in result.rows(self.folder, "SELECT id FROM dd_callsite")
+                       for depth, frame in enumerate(chains.frames(callsite)))
+        got = Counter(shell(self.folder, "SELECT callsite, depth, module, rva, function FROM frames"))
+        self.assert_same_bag(got, want, "(callsite, depth, module, rva, function)")
+        self.assertGreater(sum(want.values()), 20000)
+        leaves = shell(self.folder, "SELECT DISTINCT callsite, 0, module FROM samples")
+        self.assertLessEqual(set(leaves), set(shell(self.folder, "SELECT callsite, depth, module FROM frames")))
+
+    def test_frames_are_one_per_sampled_place_without_stacks(self):
+        scratch = self.scratch()
+        folder = self.load(CASE.recording(scratch), scratch / "off", "--stacks", "off")
+        places = shell(folder, "SELECT DISTINCT callsite, 0, module FROM samples ORDER BY callsite")
+        frames = shell(folder, "SELECT callsite, depth, module FROM frames ORDER BY callsite")
         self.assertEqual(frames, places)
         self.assertGreater(len(frames), 40)
-        self.assertEqual(shell(self.folder, "SELECT count(*) FROM frames WHERE rva NOT LIKE '0x%' OR function "
-                                            "IS NOT NULL"), [("0",)])
+        self.assertEqual(shell(folder, "SELECT count(*) FROM frames WHERE rva NOT LIKE '0x%' OR function IS NOT NULL"),
+                         [("0",)])
 
     def test_quality_has_what_the_recording_lacks(self):
-        self.assertEqual(shell(self.folder, "SELECT reason, count, severity FROM quality"),
-                         [("samples without a CPU", "508", "info")])
+        cut_off = sum(len(sample.addresses) >= 127 for sample in Records(CASE.load("perf.data")).samples)
+        self.assertGreater(cut_off, 0)
+        self.assertEqual(sorted(shell(self.folder, "SELECT reason, count, severity FROM quality")),
+                         [("call chains longer than the recording allows", str(cut_off), "info"),
+                          ("samples without a CPU", "508", "info")])
 
     def test_load_info_tells_origin_and_state(self):
         info = dict(shell(self.folder, "SELECT key, value FROM load_info"))
         want = {"state": "complete", "samples_in_input": "508", "sample_rows": "508", "samples_dropped": "0",
                 "architecture": "x86_64", "hostname": "sfdemo", "recorder_version": "6.1.192", "ticks": "recorded",
-                "stacks": "off", "store_each_sample": "on", "input": str(CASE.recording(self.folder)),
+                "stacks": "on", "store_each_sample": "on", "input": str(CASE.recording(self.folder)),
                 "command_line": "/usr/bin/perf record -q -e cpu-clock,page-faults,context-switches -F 999 -g "
                                 "-o out/forktree-multi.perf.data -- ./forktree"}
         self.assertEqual({key: info.get(key) for key in want}, want)

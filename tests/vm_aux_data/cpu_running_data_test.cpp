@@ -99,7 +99,7 @@ TEST_F(CpuRunning, ARowGoesToItsColumnsAndComesBack)
     SqlRows stored;
     rowvault1::readSql(*result, "SELECT thread, start_tsc, end_tsc, bucket FROM cpu_running_data_t",
                        stored);
-    EXPECT_EQ(stored.rows, (std::vector<std::string>{"3|10|-1|-4|", "null|11|12|-4|"}));
+    EXPECT_EQ(stored.rows, (std::vector<std::string>{"3|10|-1|-4|", "-1|11|12|-4|"}));
     rowvault1::ConstBucketIterator<CpuRunningData> row;
     ASSERT_TRUE(table.query(row, -4));
     EXPECT_EQ(row.current().thread, Index(3));

@@ -14,7 +14,8 @@ class CheckDriverWrites(RuleTest):
 
     def test_reading_by_queries_is_accepted(self):
         self.accepts_text('auto a = db->createQuery("dd_segment_instance", 2);\n'
-                          'auto b = db->createQuery(\n    "dd_sample", 2);\n')
+                          'auto b = db->createQuery(\n    "dd_sample", 2);\n'
+                          'readTable("dd_callsite", db, columns, visit);\n')
 
     def test_reading_by_sql_is_accepted(self):
         self.accepts_text('readSql(r, "SELECT count(*) FROM dd_sample", reader);\n')

@@ -88,7 +88,8 @@ source_bytes_t readSource(const std::string& path)
     if (!source.fault.empty()) return source;
     std::vector<std::byte> head(g_dumpMagicBytes);
     if (!readStart(file.get(), head)) return {{}, false, systemFault("cannot be read")};
-    source.isDump = looksLikeDump(head);
+    // A dump that was never written is told as one, and is no map without entries.
+    source.isDump = looksLikeDump(head) || (size < g_dumpMagicBytes && path.ends_with(".dump"));
     const std::uint64_t limit = source.isDump ? g_maxDumpBytes : g_maxMapBytes;
     if (size > limit) return {{}, source.isDump, tooLarge(limit)};
     source.bytes.resize(size);

@@ -16,8 +16,9 @@ inline constexpr std::uint64_t g_maxMapBytes = std::uint64_t{1} << 28;
 /// A file in memory. It is copied and not mapped, since its writer may cut it at any time.
 struct source_bytes_t {
     std::vector<std::byte> bytes;
-    bool isDump = false; ///< it starts like a jitdump of either byte order
-    std::string fault;   ///< why it cannot be read, without the path; empty when it was
+    bool isDump =
+        false;         ///< it starts like a jitdump of either byte order, or is empty and named so
+    std::string fault; ///< why it cannot be read, without the path; empty when it was
 };
 
 /// Reads the regular file at `path`. Never waits for a writer of a named pipe.

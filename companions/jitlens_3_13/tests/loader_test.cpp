@@ -173,6 +173,28 @@ TEST_F(Loader, theContentTellsTheFormatAndNotTheName)
     EXPECT_EQ(source().kind, module_kind_t::perfMap);
 }
 
+TEST_F(Loader, anEmptyDumpIsADamagedDumpAndNoMap)
+{
+    put("one" + dumpName, "");
+    loader = searching;
+    EXPECT_EQ(source().kind, module_kind_t::jitdump);
+    EXPECT_NE(source().fault, "");
+}
+
+TEST_F(Loader, bordersAreWhereTimedCodeBeginsAndWhatFollowsItsEnd)
+{
+    DumpBuilder dump;
+    dump.load(5, 0x1000, "f", std::size_t{0x20});
+    dump.load(6, 0x1010, "g", std::size_t{0x10});
+    dump.load(7, 0x3000, "h", std::size_t{8});
+    put("one" + dumpName, dump.bytes());
+    put("one" + mapName, "9000 10 mapped\n");
+    loader = searching;
+    EXPECT_EQ(loader->borders(pid),
+              (std::vector<std::uint64_t>{0x1000, 0x1010, 0x1020, 0x3000, 0x3008}))
+        << "and a map has none";
+}
+
 TEST_F(Loader, aFileThatIsAddedAndFoundIsReadOnce)
 {
     const std::string path = put("one" + dumpName, dumpOf(0x1000, "f"));

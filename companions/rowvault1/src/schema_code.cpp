@@ -10,7 +10,7 @@ constexpr column_t g_callsite[] = {
     {0, "parent", s32, "dd_callsite",
      "Callsite of the calling frame; empty at the outermost frame."},
     {1, "code_loc", s32, "dd_code_location", "Place in code of this frame."},
-    {5, "mark", s32, "", "3 for a marked frame, else 0."},
+    {5, "mark", s32, "", "3 when the frame was sampled when it was first met, else 0."},
 };
 
 constexpr column_t g_codeLocation[] = {

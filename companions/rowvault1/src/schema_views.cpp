@@ -26,6 +26,7 @@ constexpr column_t g_samples[] = {
     {15, "next_event", text, "", "Event of the sample that followed; null where there is none."},
     {16, "next_callsite", s32, "dd_callsite",
      "Call chain of the sample that followed; null where there is none."},
+    {17, "function", text, "", "Function that was sampled; null where it is not known."},
 };
 
 constexpr std::string_view g_samplesSelect = R"(
@@ -38,7 +39,12 @@ SELECT i.start_tsc AS start_tsc, i.end_tsc AS end_tsc, e.name AS event,
        nullif(i.callsite, -1) AS callsite, nullif(i.sample, -1) AS sample,
        CASE WHEN e.counting IS 1 THEN NULL ELSE ne.name END AS next_event,
        CASE WHEN e.counting IS 1 OR i.next_event_type IS NULL THEN NULL
-            ELSE nullif(i.next_callsite, -1) END AS next_callsite
+            ELSE nullif(i.next_callsite, -1) END AS next_callsite,
+       (SELECT fn.name FROM dd_callsite AS k
+          JOIN dd_code_location AS l ON l.id = k.code_loc
+          JOIN dd_code_name AS n ON n.mod_seg = l.mod_seg AND n.rva = l.rva
+          JOIN dd_function AS fn ON fn.id = n.function
+         WHERE k.id = i.callsite LIMIT 1) AS function
   FROM sample_instance AS i
   LEFT JOIN dd_sample AS s ON s.id = i.sample
   LEFT JOIN dd_event_type AS e ON e.id = i.event_type

@@ -65,9 +65,8 @@ TEST_F(Views, SamplesShowNamesBesideTheKeysAndTheIpInHexadecimal)
 {
     add(10, 1, 2, true);
     result->finish();
-    EXPECT_EQ(
-        shell("SELECT * FROM samples"),
-        "1|10|cycles|100|105|work|worker|6|kernel|0xffffffff81000000|vmlinux|500|0.5|2|1|cycles|2");
+    EXPECT_EQ(shell("SELECT * FROM samples"), "1|10|cycles|100|105|work|worker|6|kernel|"
+                                              "0xffffffff81000000|vmlinux|500|0.5|2|1|cycles|2|");
 }
 
 TEST_F(Views, AMissingKeyShowsAsNull)
@@ -86,6 +85,43 @@ TEST_F(Views, ACountingEventShowsNoFollowingSampleWhateverItsRowRepeats)
     EXPECT_EQ(
         shell("SELECT event, cpu IS NULL, next_event IS NULL, next_callsite IS NULL FROM samples"),
         "ticks|1|1|1");
+}
+
+TEST_F(Views, SamplesAndFramesNameTheFunctionOfTheirPlace)
+{
+    addRow(*result, "dd_function", {{0, variant_t("compute")}, {1, variant_t(1)}});
+    addRow(*result, "dd_code_name",
+           {{0, variant_t(1)}, {1, variant_t(std::uint64_t{0x1234})}, {2, variant_t(1)}});
+    add(10, 1, 2, false);
+    add(20, 1, 1, false);
+    result->finish();
+    EXPECT_EQ(shell("SELECT end_tsc, function IS NULL, function FROM samples"),
+              "10|0|compute\n20|1|");
+    EXPECT_EQ(shell("SELECT depth, function FROM frames WHERE callsite = 2 ORDER BY depth"),
+              "0|compute\n1|");
+}
+
+TEST_F(Views, GeneratedCodeShowsWhereAndWhenItWas)
+{
+    addRow(*result, "dd_function", {{0, variant_t("compute")}, {1, variant_t(1)}});
+    addRow(*result, "dd_jit_region",
+           {{0, variant_t(1)},
+            {1, variant_t(1)},
+            {2, variant_t(std::uint64_t{0x7f0000001000})},
+            {3, variant_t(std::uint64_t{64})},
+            {4, variant_t(std::uint64_t{500})},
+            {7, variant_t(1)}});
+    result->finish();
+    EXPECT_EQ(shell("SELECT * FROM jit_code"), "100|compute|0x7f0000001000|64|500||/boot/vmlinux");
+}
+
+TEST_F(Views, TimeOnACpuShowsItsThreadAndNoCpuWhereNoneIsKnown)
+{
+    result->finish();
+    shell("INSERT INTO cpu_running_data_t(thread, start_tsc, end_tsc, bucket) "
+          "VALUES(1, 10, 30, 6), (1, 40, 50, -1)");
+    EXPECT_EQ(shell("SELECT * FROM cpu_running ORDER BY start_tsc"),
+              "100|105|worker|6|10|30\n100|105|worker||40|50");
 }
 
 TEST_F(Views, FramesCountFromTheLeaf)

@@ -285,6 +285,7 @@ TEST(Sample, ThatOverrunsItsRecordIsCountedAndTheNextOneIsRead)
             .add(9, Bytes().words({0, 0, 0}));
         const Delivered got(builder.file());
         EXPECT_EQ(got.stats.badRecords, 1u) << type;
+        EXPECT_EQ(got.stats.badSamples, 1u) << type;
         EXPECT_EQ(got.stats.badOffsets, std::vector<std::uint64_t>{builder.recordsOffset()})
             << type;
         EXPECT_EQ(got.sink.samples.size(), 1u) << type;

@@ -363,6 +363,7 @@ TEST(SideBand, EveryBodyThatIsTooShortIsCountedAsBad)
     for (const std::uint32_t type : types) {
         const Delivered got = deliverOne(type, Bytes());
         EXPECT_EQ(got.stats.badRecords, 1u) << "type " << type;
+        EXPECT_EQ(got.stats.badSamples, 0u) << "type " << type;
         EXPECT_EQ(got.sink.order.size(), 0u) << "type " << type;
     }
 }

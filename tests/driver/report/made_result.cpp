@@ -21,7 +21,13 @@ std::string makeFolder()
 
 /// Position of a column among those of its kind in the instance container, by the order of the
 /// schema.
-enum InstanceKey : std::uint16_t { sampleKey = 0, eventKey = 2, cpuKey = 3, threadKey = 4 };
+enum InstanceKey : std::uint16_t {
+    sampleKey = 0,
+    callsiteKey = 1,
+    eventKey = 2,
+    cpuKey = 3,
+    threadKey = 4
+};
 constexpr std::uint16_t g_countColumn = 1;
 
 } // namespace
@@ -56,11 +62,13 @@ void MadeResultTest::add(const MadeSample& sample)
 {
     const auto record = m_result->instanceContainer()->createOrphanInstanceRecord();
     record->setKey(sampleKey, sample.place.value());
+    record->setKey(callsiteKey, sample.callsite.value());
     record->setKey(eventKey, sample.event.value());
     record->setKey(cpuKey, sample.cpu.value());
     record->setKey(threadKey, sample.thread.value());
     record->setInteger(g_countColumn, static_cast<std::uint64_t>(sample.count));
-    ASSERT_TRUE(record->insert(++m_tick));
+    m_tick = sample.tick != 0 ? sample.tick : m_tick + 1;
+    ASSERT_TRUE(record->insert(m_tick));
     m_result->drain();
 }
 

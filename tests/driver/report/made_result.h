@@ -30,6 +30,8 @@ struct MadeSample {
     rowvault1::Index thread;
     rowvault1::Index cpu;
     std::int64_t count = 1;
+    rowvault1::Index callsite = {}; ///< leaf of its call chain
+    std::uint64_t tick = 0;         ///< 0: one more than the one before
 };
 
 class MadeResultTest : public ::testing::Test {

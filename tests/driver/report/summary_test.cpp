@@ -12,10 +12,10 @@ using testing::text;
 
 class SummaryTest : public testing::MadeResultTest {
 protected:
-    std::string summary()
+    std::string summary(const TickRange& range = {})
     {
         std::ostringstream out;
-        writeSummary(result(), out);
+        writeSummary(result(), out, range);
         return out.str();
     }
     void addQuality(std::string_view reason, std::uint64_t count, std::string_view severity)
@@ -26,9 +26,9 @@ protected:
                            {"severity", text(severity)}});
     }
     /// Whether the summary has this very line.
-    bool hasLine(const std::string& line)
+    bool hasLine(const std::string& line, const TickRange& range = {})
     {
-        return ("\n" + summary()).find("\n" + line + "\n") != std::string::npos;
+        return ("\n" + summary(range)).find("\n" + line + "\n") != std::string::npos;
     }
 };
 
@@ -76,6 +76,21 @@ TEST_F(SummaryTest, QualityIsWorstFirstAndAddedUpOverLoads)
                        "    500  info       guessed  mend it\n"),
               std::string::npos)
         << out;
+}
+
+TEST_F(SummaryTest, ARangeIsToldWithTheRowsInIt)
+{
+    for (const std::uint64_t tick : {99, 100, 150, 200, 201})
+        add({{}, {}, {}, {}, 1, {}, tick});
+    EXPECT_EQ(summary().find("range"), std::string::npos);
+    result().setInfo("ticks", "numbered");
+    EXPECT_TRUE(hasLine("range       tick 100 to tick 200: 3 sample rows", {100, 200}));
+    EXPECT_TRUE(hasLine("range       tick 100 to the last tick: 4 sample rows", {100, {}}));
+    result().setInfo("ticks", "recorded");
+    EXPECT_TRUE(hasLine("range       the first tick to 0.000000200 s: 4 sample rows", {{}, 200}));
+    EXPECT_EQ(summaryToJson(result(), {{}, 200})["range"].dump(),
+              R"({"from":null,"to":200,"sample_rows":4})");
+    EXPECT_FALSE(summaryToJson(result()).contains("range"));
 }
 
 TEST_F(SummaryTest, JsonHasTheSameFacts)

@@ -2,7 +2,7 @@
 
 #include "address_space_model.h"
 
-#include "session/address_space.h"
+#include "owned_space.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +10,7 @@
 #include <memory>
 #include <ostream>
 #include <random>
+#include <set>
 #include <string>
 
 namespace samplefold::session::testing {
@@ -33,6 +34,9 @@ class World {
 public:
     explicit World(std::uint64_t seed) : m_random(seed)
     {
+        m_leavingOut = seed % (m_spaces.size() + 1);
+        for (std::size_t life = 0; life < m_leavingOut; ++life)
+            m_spaces[life].leaveOutPlainMemory();
         for (std::uint64_t tick = 0; tick < g_ticks; ++tick) {
             for (std::uint64_t count = below(4); count > 0; --count)
                 step(tick);
@@ -78,7 +82,10 @@ private:
         range.offset = below(5) * 4096;
         range.segment = ++m_segments;
         if (below(3) == 0) m_lastStart[life] = range.start;
-        m_spaces[life].map({range.start, range.last, range.offset, range.segment, &g_path}, tick);
+        const bool hasImage = below(3) != 0;
+        if (!hasImage) m_plain.insert(range.segment);
+        m_spaces[life].map(
+            {range.start, range.last, range.offset, range.segment, &g_path, hasImage}, tick);
         m_models[life].map(range, tick);
     }
 
@@ -95,7 +102,7 @@ private:
             AddressSpaceModel::Range range{below(g_addresses), 0, below(3) * 16, ++m_segments};
             range.last = std::min(range.start + below(9), g_addresses - 1);
             m_children[child - 1].map(
-                {range.start, range.last, range.offset, range.segment, &g_path}, tick);
+                {range.start, range.last, range.offset, range.segment, &g_path, true}, tick);
             m_childModels[child - 1].map(range, tick);
             if (below(3) == 0) {
                 m_children[child - 1].unmapAll(tick + 2);
@@ -108,31 +115,48 @@ private:
     void compareTick(std::size_t life, std::uint64_t tick)
     {
         for (std::uint64_t address = 0; address < g_addresses; ++address) {
-            compare(m_spaces[life], m_models[life], address, tick);
-            if (life != 0) compare(m_children[life - 1], m_childModels[life - 1], address, tick);
+            const bool leavesOutPlain = life < m_leavingOut;
+            compare(m_spaces[life], m_models[life], leavesOutPlain, address, tick);
+            if (life != 0)
+                compare(m_children[life - 1], m_childModels[life - 1], false, address, tick);
         }
     }
 
-    void compare(AddressSpace& space, const AddressSpaceModel& model, std::uint64_t address,
-                 std::uint64_t tick)
+    static std::optional<ModelPlace> find(AddressSpace& space, std::uint64_t address,
+                                          std::uint64_t tick)
     {
-        const auto want = model.find(address, tick);
         Place place;
-        std::optional<ModelPlace> got;
-        if (space.find(address, tick, place)) {
-            got = ModelPlace{place.segment, place.start, place.loadTime, place.rva};
-            ++m_found;
-        }
+        if (!space.find(address, tick, place)) return std::nullopt;
+        return ModelPlace{place.segment, place.start, place.loadTime, place.rva};
+    }
+
+    void compare(AddressSpace& space, const AddressSpaceModel& model, bool leavesOutPlain,
+                 std::uint64_t address, std::uint64_t tick)
+    {
+        auto want = model.find(address, tick);
+        if (leavesOutPlain && want && m_plain.contains(want->segment)) want.reset();
+        const auto got = find(space, address, tick);
         ASSERT_EQ(got, want) << "address " << address << " at tick " << tick;
+        if (got) ++m_found;
+
+        const TickSpan steady = space.steadySpan(tick);
+        ASSERT_TRUE(steady.holds(tick));
+        const std::uint64_t length = std::min(steady.until, g_ticks + 10) - steady.from;
+        const std::uint64_t other = steady.from + below(std::max<std::uint64_t>(length, 1));
+        if (steady.holds(other)) {
+            ASSERT_EQ(find(space, address, other), want) << "tick " << other << " as " << tick;
+        }
     }
 
     std::mt19937_64 m_random;
     std::uint32_t m_segments = 0;
+    std::set<std::uint32_t> m_plain; ///< segments without an image
+    std::size_t m_leavingOut = 0;    ///< so many of the first lives leave such memory out
     std::array<std::uint64_t, 3> m_lastStart{};
     InheritanceRoom m_room;
-    std::array<AddressSpace, 3> m_spaces;
+    std::array<OwnedSpace, 3> m_spaces;
     std::array<AddressSpaceModel, 3> m_models;
-    std::array<AddressSpace, 2> m_children;
+    std::array<OwnedSpace, 2> m_children;
     std::array<AddressSpaceModel, 2> m_childModels;
     std::uint64_t m_found = 0;
 };

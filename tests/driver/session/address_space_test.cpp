@@ -1,3 +1,4 @@
+#include "owned_space.h"
 #include "session/address_space.h"
 
 #include <gtest/gtest.h>
@@ -33,7 +34,7 @@ protected:
         return segmentAt(space, address, tick);
     }
 
-    AddressSpace space;
+    OwnedSpace space;
     InheritanceRoom room;
 };
 
@@ -131,6 +132,84 @@ TEST_F(AddressSpaceTest, WhatWasUnmappedInItsOwnTickWasNeverThere)
     EXPECT_EQ(at(90, 15), -1);
 }
 
+TEST_F(AddressSpaceTest, PlainMemoryThatIsLeftOutStillHidesWhatItLiesOver)
+{
+    space.leaveOutPlainMemory();
+    Mapping plain = mapping(140, 159, 8);
+    plain.hasImage = false;
+    space.map(mapping(100, 199, 7), 10);
+    space.map(plain, 20);
+    EXPECT_EQ(at(150, 19), 7);
+    EXPECT_EQ(at(150, 20), -1);
+    EXPECT_EQ(at(139, 20), 7);
+    EXPECT_EQ(space.segments.values.size(), 1U) << "only the image is in the segment map";
+}
+
+TEST_F(AddressSpaceTest, APlaceTellsWhetherItLiesInAnImage)
+{
+    Mapping plain = mapping(140, 159, 8);
+    plain.hasImage = false;
+    space.map(mapping(100, 199, 7), 10);
+    space.map(plain, 20);
+    Place place;
+    ASSERT_TRUE(space.find(150, 19, place));
+    EXPECT_TRUE(place.hasImage);
+    ASSERT_TRUE(space.find(150, 20, place));
+    EXPECT_FALSE(place.hasImage);
+}
+
+TEST_F(AddressSpaceTest, AnswersAreSteadyFromOneChangeToTheNext)
+{
+    space.map(mapping(100, 199, 7), 10);
+    space.map(mapping(300, 399, 8), 30);
+    space.unmapAll(50);
+    EXPECT_EQ(space.steadySpan(5).from, 0U);
+    EXPECT_EQ(space.steadySpan(5).until, 10U);
+    EXPECT_EQ(space.steadySpan(10).until, 30U);
+    EXPECT_EQ(space.steadySpan(49).from, 30U);
+    EXPECT_EQ(space.steadySpan(50).until, AddressSpace::never);
+}
+
+TEST_F(AddressSpaceTest, AnUnloadTimeThatIsChangedAfterTheBuildCounts)
+{
+    space.map(mapping(100, 199, 7), 10);
+    space.build();
+    space.segments.values.front().unloadTime = 25;
+    EXPECT_EQ(at(150, 24), 7);
+    EXPECT_EQ(at(150, 25), -1);
+    EXPECT_EQ(space.steadySpan(24).until, 25U);
+}
+
+TEST_F(AddressSpaceTest, PiecesOfACutMappingEndOnTheirOwnAndKeepTheirBytes)
+{
+    space.map(mapping(100, 199, 7, 0x2000), 10);
+    space.build();
+    std::uint64_t pieces = 5;
+    EXPECT_TRUE(space.cutAt({50, 100, 120, 150, 200}, pieces));
+    EXPECT_EQ(pieces, 3U) << "cuts at the ends of the mapping are none";
+    for (auto& piece : space.segments.values) {
+        if (piece.low() == 120) piece.unloadTime = 20;
+    }
+    EXPECT_EQ(at(119, 30), 7);
+    EXPECT_EQ(at(120, 19), 7);
+    EXPECT_EQ(at(120, 20), -1);
+    EXPECT_EQ(at(149, 20), -1);
+    Place place;
+    ASSERT_TRUE(space.find(199, 30, place));
+    EXPECT_EQ(place.rva, 0x2000U + 99);
+    EXPECT_EQ(place.start, 100U);
+}
+
+TEST_F(AddressSpaceTest, CuttingEndsWhereThereIsNoRoom)
+{
+    space.map(mapping(100, 199, 7), 10);
+    space.build();
+    std::uint64_t pieces = 1;
+    EXPECT_FALSE(space.cutAt({120, 150}, pieces));
+    EXPECT_EQ(at(119, 30), 7);
+    EXPECT_EQ(at(199, 30), 7);
+}
+
 TEST_F(AddressSpaceTest, AMappingOfNoBytesIsNone)
 {
     space.map(mapping(100, 99, 1), 0);
@@ -150,7 +229,7 @@ TEST_F(AddressSpaceTest, UnmappingEndsOnlyWhatStartsThere)
 
 TEST_F(AddressSpaceTest, AChildTakesOverWhatItsParentHasAtTheFork)
 {
-    AddressSpace child;
+    OwnedSpace child;
     space.map(mapping(0, 9, 1), 10);
     space.map(mapping(10, 19, 2), 30);
     child.inherit(space, 20, room);
@@ -165,7 +244,7 @@ TEST_F(AddressSpaceTest, AChildTakesOverWhatItsParentHasAtTheFork)
 
 TEST_F(AddressSpaceTest, WhatTheParentDropsLaterStaysWithTheChild)
 {
-    AddressSpace child;
+    OwnedSpace child;
     space.map(mapping(0, 9, 1), 10);
     space.unmapAll(30);
     child.inherit(space, 20, room);
@@ -175,10 +254,10 @@ TEST_F(AddressSpaceTest, WhatTheParentDropsLaterStaysWithTheChild)
 
 TEST_F(AddressSpaceTest, AVeryLongLineOfForksIsFollowed)
 {
-    std::vector<std::unique_ptr<AddressSpace>> line;
+    std::vector<std::unique_ptr<OwnedSpace>> line;
     space.map(mapping(0, 9, 1, 500), 1);
     for (std::uint64_t i = 0; i < 100'000; ++i) {
-        line.push_back(std::make_unique<AddressSpace>());
+        line.push_back(std::make_unique<OwnedSpace>());
         line.back()->inherit(i == 0 ? space : *line[i - 1], i + 2, room);
     }
     Place place;
@@ -189,7 +268,7 @@ TEST_F(AddressSpaceTest, AVeryLongLineOfForksIsFollowed)
 
 TEST_F(AddressSpaceTest, ForksInACircleEndAndGiveWhatEachMapped)
 {
-    AddressSpace other;
+    OwnedSpace other;
     space.map(mapping(0, 9, 1), 1);
     other.map(mapping(10, 19, 2), 1);
     space.inherit(other, 5, room);
@@ -202,8 +281,8 @@ TEST_F(AddressSpaceTest, ForksInACircleEndAndGiveWhatEachMapped)
 TEST_F(AddressSpaceTest, TheRoomForCopiesIsShared)
 {
     room.left = 3;
-    AddressSpace first;
-    AddressSpace second;
+    OwnedSpace first;
+    OwnedSpace second;
     space.map(mapping(0, 9, 1), 1);
     space.map(mapping(10, 19, 2), 1);
     first.inherit(space, 5, room);
@@ -229,6 +308,25 @@ TEST_F(AddressSpaceTest, ThePiecesOfAMappingHaveRowsOfTheirOwn)
     space.setInstanceRow(below.entry, rowvault1::Index(12));
     EXPECT_EQ(space.instanceRow(below.entry).value(), 12);
     EXPECT_FALSE(space.instanceRow(above.entry).exist());
+}
+
+/// Paths may be very long, and entries very many.
+TEST_F(AddressSpaceTest, AllEntriesOfAModuleShareItsPath)
+{
+    OwnedSpace child;
+    space.map(mapping(0, 99, 1), 10);
+    child.inherit(space, 20, room);
+    std::uint64_t pieces = 10;
+    child.build();
+    ASSERT_TRUE(child.cutAt({50}, pieces));
+    Place below;
+    Place above;
+    ASSERT_TRUE(child.find(49, 20, below));
+    ASSERT_TRUE(child.find(50, 20, above));
+    EXPECT_NE(below.entry, above.entry);
+    EXPECT_EQ(below.path, &g_path);
+    EXPECT_EQ(above.path, &g_path);
+    EXPECT_TRUE(child.segments.values[below.entry].modulePath.empty()) << "a copy";
 }
 
 } // namespace

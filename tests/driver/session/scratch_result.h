@@ -15,6 +15,7 @@ protected:
     ScratchResultTest();
     ~ScratchResultTest() override;
 
+    rowvault1::IResult& result() { return *m_result; }
     tb2::sptr_t<rowvault1::IDatabase> db() { return m_result->database(); }
     /// Ends the load and opens the result again to add to it.
     void reopen();

@@ -1,6 +1,7 @@
 """Recordings with the texts that perf prints for them."""
 
 import gzip
+import lzma
 import os
 from dataclasses import dataclass
 from pathlib import Path
@@ -36,13 +37,25 @@ class Case:
         return None if content is None else content.decode("utf-8", "surrogateescape")
 
     def recording(self, folder):
-        """Path of the recording, unpacked into `folder` where it is packed."""
+        """Path of the recording, unpacked below `folder` where it is packed. Its JIT data is beside it."""
         plain = self.folder / f"{self.name}.perf.data"
         if plain.exists():
             return plain
-        unpacked = Path(folder) / plain.name
+        unpacked = Path(folder) / f"{self.name}.unpacked" / plain.name
+        unpacked.parent.mkdir(exist_ok=True)
         unpacked.write_bytes(self.load("perf.data"))
+        for name, content in self.jit_files().items():
+            (unpacked.parent / name).write_bytes(content)
         return unpacked
+
+    def jit_files(self):
+        """Contents of the dumps and maps by name."""
+        files = {}
+        for path in [*self.folder.glob("jit-*.dump*"), *self.folder.glob("perf-*.map*")]:
+            opened = {".gz": gzip.open, ".xz": lzma.open}.get(path.suffix, open)(path, "rb")
+            with opened:
+                files[path.name.removesuffix(".gz").removesuffix(".xz")] = opened.read()
+        return files
 
 
 def cases_in(root):

@@ -63,20 +63,25 @@ def test_per_case(cases, check):
 
 
 class LoadedCases:
-    """Loads each case once for all tests of a module."""
+    """Loads each case once for all tests of a module, with the same options of the command."""
 
-    def __init__(self):
+    def __init__(self, *options):
+        self._options = options
         self._folder = tempfile.TemporaryDirectory(prefix="sf-system-")
         self._outcomes = {}
 
     def folder(self, case):
         return Path(self._folder.name) / ("shared" if case.is_shared else "kept") / case.name
 
+    def recording(self, case):
+        """Path of what is loaded."""
+        return case.recording(self._folder.name)
+
     def outcome(self, case):
         if case not in self._outcomes:
             folder = self.folder(case)
             folder.parent.mkdir(exist_ok=True)
-            self._outcomes[case] = command.load(case.recording(self._folder.name), folder)
+            self._outcomes[case] = command.load(self.recording(case), folder, *self._options)
         return self._outcomes[case]
 
     def loaded(self, test, case):

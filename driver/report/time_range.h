@@ -1,0 +1,41 @@
+#pragma once
+
+#include <rowvault1/result.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace samplefold::report {
+
+/// A moment as a user gives it: a tick, or nanoseconds since the first tick of the recording.
+struct TimePoint {
+    bool sinceFirst = false;
+    std::uint64_t value = 0;
+};
+
+/// Reads "1234" (a tick) or a number with the unit s, ms, us or ns ("1.5ms"). Nothing for any other
+/// text, for parts of a nanosecond and for more than 64 bits.
+std::optional<TimePoint> parseTime(std::string_view text);
+
+/// Ticks from `from` to `to`, both included; an end that is not set is open.
+struct TickRange {
+    std::optional<std::uint64_t> from;
+    std::optional<std::uint64_t> to;
+
+    bool isSet() const { return from || to; }
+    bool isBackward() const { return from && to && *from > *to; }
+};
+
+/// The tick of a moment in a result. Throws ReportError for a time where the result has no times.
+std::uint64_t tickOf(rowvault1::IResult& result, const TimePoint& point);
+
+/// Throws ReportError when the rows of samples have no ticks of their own.
+void checkRowsHaveTicks(rowvault1::IResult& result);
+
+/// " WHERE ..." on the rows of sample_instance whose last tick lies in the range, by which only
+/// these are read; empty for a range that is not set.
+std::string whereInRange(const TickRange& range);
+
+} // namespace samplefold::report
