@@ -14,8 +14,8 @@
 // Code that a program generated while it ran, by process, time and address. It is read from the two
 // files that runtimes write for profilers on Linux:
 //
-//   jit-PID.dump   records of code with bytes, times and source lines (the kernel tree's
-//                  tools/perf/Documentation/jitdump-specification.txt)
+//   jit-PID.dump   records of code with bytes, times and source lines (described with perf in the
+//                  kernel tree, tools/perf/Documentation, under "jitdump")
 //   perf-PID.map   a line "START SIZE NAME" per function, in hexadecimal, without times (the kernel
 //                  tree's tools/perf/Documentation/jit-interface.txt)
 //
