@@ -1,38 +1,13 @@
 #include "bucket_table_fixture.h"
+#include "child_process.h"
 
 #include <csignal>
 #include <filesystem>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace rowvault1;
 
 namespace {
-
-/// Exit status of a process of its own that runs `body`, -1 for a crash.
-template <class Body>
-int inChild(const Body& body)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        try {
-            _exit(body());
-        } catch (const std::exception&) {
-            _exit(98);
-        }
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-void limitFileSize(rlim_t bytes)
-{
-    std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{bytes, bytes};
-    setrlimit(RLIMIT_FSIZE, &limit);
-}
 
 class BucketFailure : public ResultTest, public testing::WithParamInterface<bool> {
 protected:

@@ -1,44 +1,16 @@
+#include "child_process.h"
 #include "result_fixture.h"
 
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace rowvault1;
 using tb2::variant_t;
 
 namespace {
-
-/// Runs `body` in a process of its own; its result is the exit status of that process, -1 for a
-/// crash.
-template <class Body>
-int inChild(const Body& body)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        int status = 99;
-        try {
-            status = body();
-        } catch (const std::exception&) {
-            status = 98;
-        }
-        _exit(status);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-void limitFileSize(rlim_t bytes)
-{
-    std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{bytes, bytes};
-    setrlimit(RLIMIT_FSIZE, &limit);
-}
 
 class Failure : public ResultTest, public testing::WithParamInterface<bool> {
 protected:
