@@ -2,6 +2,7 @@
 #include <load/stack_loader.h>
 #include <session/quality_log.h>
 #include <session/side_band_collector.h>
+#include <support/temporary_folder.h>
 
 #include <rowvault1/result.h>
 
@@ -10,8 +11,6 @@
 #include <xxhash.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <random>
 #include <string>
@@ -34,24 +33,6 @@ constexpr std::uint64_t g_codeStart = 0x7f0000000000;
 constexpr std::uint64_t g_functionBytes = 64;
 constexpr std::uint32_t g_pid = 4711;
 constexpr std::size_t g_questions = 1U << 16;
-
-/// A folder that goes with the object.
-class Folder {
-public:
-    Folder()
-    {
-        std::string name = (std::filesystem::temp_directory_path() / "frames-XXXXXX").string();
-        if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-        m_path = name;
-    }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-    ~Folder() { std::filesystem::remove_all(m_path); }
-    const std::string& path() const { return m_path; }
-
-private:
-    std::string m_path;
-};
 
 /// Writes a jitdump in which every function is loaded at a tick of its own.
 void writeDump(const std::string& path, std::uint64_t functions)
@@ -106,8 +87,8 @@ void tell(benchmark::State& state, double time, double floor)
 void warmJitAddress(benchmark::State& state)
 {
     const auto functions = static_cast<std::uint64_t>(state.range(0));
-    const Folder folder;
-    writeDump(folder.path() + "/jit-" + std::to_string(g_pid) + ".dump", functions);
+    const samplefold_test::TemporaryFolder folder;
+    writeDump(folder.path("jit-" + std::to_string(g_pid) + ".dump"), functions);
     const JitContext context(folder.path());
     std::vector<std::uint64_t> starts;
     for (std::uint64_t i = 0; i < functions; ++i)
@@ -170,11 +151,11 @@ void warmCallchain(benchmark::State& state)
 {
     const auto chains = static_cast<std::uint64_t>(state.range(0));
     const auto depth = static_cast<std::uint64_t>(state.range(1));
-    const Folder folder;
+    const samplefold_test::TemporaryFolder folder;
     const Bytes bytes = chainRecording(chains, depth);
     const auto recording = perfdata::Recording::fromBytes(bytes.span(), "bench");
     const auto result =
-        rowvault1::openResult(folder.path() + "/result", rowvault1::open_mode_t::create);
+        rowvault1::openResult(folder.path("result"), rowvault1::open_mode_t::create);
     session::ProcessTable processes;
     session::ModuleCatalog modules(result->database());
     session::QualityLog quality;

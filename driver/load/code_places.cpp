@@ -129,7 +129,9 @@ void CodePlaces::explainByJit(CodePlace& place)
     const auto known = m_pieces.find(keyOf(place));
     place.isSettled = known != m_pieces.end();
     place.instance = place.isSettled ? known->second.instance : Index();
-    if (place.isSettled) place.segment = known->second.segment;
+    if (!place.isSettled) return;
+    place.segment = known->second.segment;
+    place.functionRow = known->second.function;
 }
 
 CodePlaces::PieceKey CodePlaces::keyOf(const CodePlace& place)
@@ -181,7 +183,8 @@ void CodePlaces::remember(CodePlace& place)
         return;
     }
     const PieceKey key = keyOf(place);
-    m_pieces[key] = {place.instance, place.segment, addPieceRow(place, key)};
+    place.functionRow = addPieceRow(place, key);
+    m_pieces[key] = {place.instance, place.segment, place.functionRow};
 }
 
 Index CodePlaces::addPieceRow(const CodePlace& place, const PieceKey& key)
@@ -206,10 +209,10 @@ Index CodePlaces::addPieceRow(const CodePlace& place, const PieceKey& key)
 
 void CodePlaces::nameCode(const CodePlace& place)
 {
-    const Index function = m_pieces.at(keyOf(place)).function;
-    if (!function.exist()) return;
-    m_names.findOrAdd({place.segment, place.rva},
-                      [&](RowWriter& writer) { writer.set("function", indexToVariant(function)); });
+    if (!place.functionRow.exist()) return;
+    m_names.findOrAdd({place.segment, place.rva}, [&](RowWriter& writer) {
+        writer.set("function", indexToVariant(place.functionRow));
+    });
 }
 
 } // namespace samplefold::load

@@ -27,11 +27,12 @@ struct CodePlace {
     samplefold_1::Index instance;      ///< row of dd_segment_instance, -1 when none was made yet
     const std::string* path = nullptr; ///< of the module; null outside mappings
     samplefold_1::segment_type_t type = samplefold_1::segment_type_t::file;
-    bool asksJit = false;          ///< the library is to ask the JIT data
-    jitlens_3_13::region_t region; ///< the generated code there, when it has a module
-    std::string_view function;     ///< its name; empty when it has none
-    session::TickSpan jitTicks;    ///< ticks at which it is there
-    session::TickSpan steady;      ///< ticks at which the same address is the same place
+    bool asksJit = false;            ///< the library is to ask the JIT data
+    jitlens_3_13::region_t region;   ///< the generated code there, when it has a module
+    std::string_view function;       ///< its name; empty when it has none
+    samplefold_1::Index functionRow; ///< row of dd_function, once settled; -1 without a name
+    session::TickSpan jitTicks;      ///< ticks at which it is there
+    session::TickSpan steady;        ///< ticks at which the same address is the same place
 };
 
 /// Finds what an address of a process was at a tick, and keeps the rows of what the library makes

@@ -157,7 +157,8 @@ void JitCode::checkSources(std::uint32_t pid)
                       accepted
                           ? "its times were taken as the recording's; record with -k mono to be "
                             "sure"
-                          : "its code counts as there all the time; record with -k mono",
+                          : "its code counts as there all the time; take the file of this run, and "
+                            "record with -k mono",
                       accepted ? Severity::info : Severity::error);
         if (!accepted) m_context.jitLoader()->ignoreTimes(pid);
     }

@@ -38,21 +38,6 @@ StackLoader::Space StackLoader::spaceOf(std::uint64_t marker)
     return marker == perfdata::context::Kernel ? Space::kernel : Space::other;
 }
 
-/// The kernel counts the addresses of a chain, not the markers between them.
-bool StackLoader::isCutOff(const Sample& sample)
-{
-    const std::uint16_t told = sample.event->attr.sampleMaxStack;
-    const std::size_t most = told != 0 ? told : g_usualMaxStack;
-    if (sample.callchain.size() < most) return false;
-    std::size_t addresses = 0;
-    for (std::size_t i = 0; i < sample.callchain.size(); ++i) {
-        const std::uint64_t entry = sample.callchain[i];
-        if (entry == perfdata::context::UserDeferred) ++i; // the number behind it is no address
-        addresses += perfdata::context::isMarker(entry) ? 0 : 1;
-    }
-    return addresses >= most;
-}
-
 /// Entries of a chain that tell where it was. The number behind the mark of a deferred part, at the
 /// end, is new in every sample.
 std::size_t StackLoader::tellingEntries(const Sample& sample)
@@ -118,7 +103,7 @@ void StackLoader::collectFrames(const Sample& sample, Leaf& leaf)
     const Space sampledIn = spaceOf(sample.cpuMode());
     if (sample.hasIp()) m_frames.push_back({sampledIn, sample.ip});
     Space space = sampledIn;
-    bool isFirst = true;
+    std::size_t addresses = 0; // the kernel's limit is on these, not on the markers between them
     for (std::size_t i = 0; i < sample.callchain.size(); ++i) {
         const std::uint64_t entry = sample.callchain[i];
         if (entry == perfdata::context::UserDeferred) {
@@ -128,12 +113,13 @@ void StackLoader::collectFrames(const Sample& sample, Leaf& leaf)
             space = spaceOf(entry);
         } else {
             const bool kernelLeftOut = sampledIn == Space::kernel && space == Space::user;
-            const bool isReplaced = isFirst && sample.hasIp() && !kernelLeftOut;
+            const bool isReplaced = addresses == 0 && sample.hasIp() && !kernelLeftOut;
             if (!isReplaced) m_frames.push_back({space, entry});
-            isFirst = false;
+            ++addresses;
         }
     }
-    leaf.isCutOff = isCutOff(sample);
+    const std::uint16_t most = sample.event->attr.sampleMaxStack;
+    leaf.isCutOff = addresses >= (most != 0 ? most : g_usualMaxStack);
     if (leaf.isCutOff) m_frames.push_back({Space::other, g_skippedFrames});
     if (m_frames.empty()) m_frames.push_back({sampledIn, sample.ip});
 }

@@ -59,7 +59,6 @@ private:
 
     static Space spaceOf(perfdata::CpuMode mode);
     static Space spaceOf(std::uint64_t marker);
-    static bool isCutOff(const perfdata::Sample& sample);
     static std::size_t tellingEntries(const perfdata::Sample& sample);
 
     Key keyOf(const perfdata::Sample& sample, const session::Process& process) const;

@@ -29,14 +29,18 @@ void ComponentLog::debug(const std::string& text, const char* file, int line,
     if (isDebugEnabled()) m_logger.forcedLog(debugLevel, text, file, line, signature);
 }
 
+void ComponentLog::error(const std::string& text, const char* file, int line,
+                         const char* signature) const
+{
+    if (!m_logger.isEnabledFor(errorLevel)) return;
+    m_logger.forcedLog(errorLevel, text + ", at file: " + file + ":" + std::to_string(line), file,
+                       line, signature);
+}
+
 void ComponentLog::checkedFailure(const char* expression, const char* file, int line,
                                   const char* signature)
 {
-    const std::string text = tb2::internal::argument_resolver_t(expression).resolve();
-    if (m_logger.isEnabledFor(errorLevel)) {
-        m_logger.forcedLog(errorLevel, text + ", at file: " + file + ":" + std::to_string(line),
-                           file, line, signature);
-    }
+    error(tb2::internal::argument_resolver_t(expression).resolve(), file, line, signature);
     if (assertionWanted()) {
         PORTA_2_18::debug::_private::____________________ASSERT____________________(
             expression, file, line, signature);

@@ -17,6 +17,8 @@ public:
 
     bool isDebugEnabled() const { return m_logger.isEnabledFor(debugLevel); }
     void debug(const std::string& text, const char* file, int line, const char* signature) const;
+    /// Logs the text with its place behind it at error level.
+    void error(const std::string& text, const char* file, int line, const char* signature) const;
 
     /// A checked failure: logs `expression` with its place at error level, and fires the assertion
     /// as well when the environment asks for it (samplefold_ERROR_HANDLING contains "assert"; read

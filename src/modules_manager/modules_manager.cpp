@@ -25,14 +25,6 @@ constexpr std::uint16_t hasClass = 1, resolvable = 2;
 
 ComponentLog g_log;
 
-void logError(const std::string& text, int line)
-{
-    const log4cplus::Logger logger = log4cplus::Logger::getInstance("samplefold");
-    if (!logger.isEnabledFor(errorLevel)) return;
-    logger.forcedLog(errorLevel, text + ", at file: " + __FILE__ + ":" + std::to_string(line),
-                     __FILE__, line);
-}
-
 } // namespace
 
 ModulesManager::ModulesManager(const std::string& resultDir, bool resolveFiles,
@@ -89,7 +81,8 @@ void ModulesManager::fillRow(const rowvault1::OrphanRecord& row, const ModuleDBI
     row[module_file_column::path] = variant_t(info.path);
     row[module_file_column::attributes] = rowvault1::utils::indexToVariant(addAttributesRow(info));
     if (info.architecture == g_notSet)
-        logError("Architecture is not set for module: " + info.path, __LINE__);
+        g_log.error("Architecture is not set for module: " + info.path, __FILE__, __LINE__,
+                    __PRETTY_FUNCTION__);
     else
         row[module_file_column::architecture] = variant_t(info.architecture);
     if (info.fileField7 != g_notSet)
