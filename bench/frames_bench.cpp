@@ -157,9 +157,12 @@ void warmCallchain(benchmark::State& state)
     const auto result =
         rowvault1::openResult(folder.path("result"), rowvault1::open_mode_t::create);
     session::ProcessTable processes;
-    session::ModuleCatalog modules(result->database());
+    session::ModuleCatalog modules;
     session::QualityLog quality;
     session::SideBandCollector(recording, processes, modules, quality).collect({});
+    session::ModuleFiles files(result->database(), folder.path("result"), {});
+    files.expect(modules.buildIds(), {});
+    modules.store(result->database(), files);
     session::ProcessRows rows(result->database());
     load::ProfileContext context(*result, {true, true, 1});
     load::JitCode jit(context, recording, processes, quality);

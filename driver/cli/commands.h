@@ -10,10 +10,13 @@ namespace samplefold::cli {
 inline constexpr int exitFailure = 1; ///< the input, the result or the machine did not allow it
 inline constexpr int exitUsage = 2;   ///< the command line is wrong
 
-/// `exitCode` receives exitFailure when the input was damaged and only partly loaded. It outlives
-/// `app`.
+// An `exitCode` receives exitFailure when only a part was done: the input was damaged and only
+// partly loaded, files could not be copied. It outlives `app`.
 void addLoadCommand(CLI::App& app, int& exitCode);
 void addReportCommand(CLI::App& app);
+void addModulesCommand(CLI::App& app);
+void addAnnotateCommand(CLI::App& app);
+void addArchiveCommand(CLI::App& app, int& exitCode);
 void addSqlCommand(CLI::App& app);
 
 } // namespace samplefold::cli

@@ -2,9 +2,12 @@
 #include "cli/progress_line.h"
 #include "load/load_profile.h"
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace samplefold::cli {
 namespace {
@@ -14,12 +17,63 @@ struct Settings {
     std::string storeEach = "on";
     std::string stacks;
     std::string jit = "on";
+    std::string unwind = "on";
+    std::vector<std::string> pathMaps;
+    std::vector<std::string> containers;
+    std::string names = "on";
 };
+
+/// A rule FROM=TO for paths.
+SEEK_2_13::path_substitution_t pathRule(const std::string& text)
+{
+    const std::size_t split = text.find('=');
+    if (split == 0 || split == std::string::npos)
+        throw CLI::ValidationError("--map-path", text + " is not of the form FROM=TO");
+    return {text.substr(0, split), text.substr(split + 1)};
+}
+
+std::vector<session::ContainerOption> containers(const std::vector<std::string>& texts)
+{
+    try {
+        return session::parseContainers(texts);
+    } catch (const std::invalid_argument& error) {
+        throw CLI::ValidationError("--container", error.what());
+    }
+}
+
+/// A directory that is not there would be a silent reason for missing names.
+void addDirectoryOption(CLI::App& command, const char* name, std::vector<std::string>& target,
+                        const char* help)
+{
+    command.add_option(name, target, help)
+        ->type_name("DIR")
+        ->check(CLI::ExistingDirectory)
+        ->allow_extra_args(false);
+}
+
+/// More than these would hide what else was said; all are in the result.
+constexpr std::size_t g_mostWarnings = 5;
+
+void warn(const std::vector<std::string>& messages)
+{
+    const std::size_t shown = std::min(messages.size(), g_mostWarnings);
+    for (std::size_t i = 0; i < shown; ++i)
+        std::cerr << "samplefold: warning: " << messages[i] << '\n';
+    if (shown < messages.size()) {
+        std::cerr << "samplefold: warning: " << messages.size() - shown
+                  << " more files were not found; see samplefold modules\n";
+    }
+}
 
 void runLoad(Settings& settings, int& exitCode)
 {
+    for (const std::string& rule : settings.pathMaps)
+        settings.load.files.pathMaps.push_back(pathRule(rule));
+    settings.load.containers = containers(settings.containers);
     settings.load.storeEachSample = settings.storeEach == "on";
     if (!settings.stacks.empty()) settings.load.stacks = settings.stacks == "on";
+    settings.load.namesOn = settings.names == "on";
+    settings.load.unwind = settings.unwind == "on";
     settings.load.jit.enabled = settings.jit == "on";
     ProgressLine progress;
     const load::LoadReport report = load::loadProfile(
@@ -29,6 +83,7 @@ void runLoad(Settings& settings, int& exitCode)
     progress.wipe();
     std::cout << "loaded " << report.rows << " sample rows from " << report.samples << " samples ("
               << report.dropped << " dropped) into " << report.databasePath << '\n';
+    warn(report.messages);
     if (report.fault.empty()) return;
     std::cerr << "samplefold: " << report.fault << '\n';
     exitCode = exitFailure;
@@ -66,6 +121,45 @@ void addLoadCommand(CLI::App& app, int& exitCode)
         ->allow_extra_args(false);
     command->add_option("--jit", settings->jit, "off: leave generated code unresolved")
         ->check(CLI::IsMember({"on", "off"}))
+        ->capture_default_str();
+    command
+        ->add_option("--unwind", settings->unwind,
+                     "off: leave out what recorded copies of user stacks tell of the callers")
+        ->check(CLI::IsMember({"on", "off"}))
+        ->capture_default_str();
+    addDirectoryOption(*command, "--symbols", settings->load.files.symbolDirectories,
+                       "Folder with binaries or files of their symbols, searched with all that is "
+                       "below it; may be given several times");
+    addDirectoryOption(*command, "--debug-dir", settings->load.files.debugDirectories,
+                       "Folder with files of symbols as /usr/lib/debug has them; may be given "
+                       "several times");
+    command
+        ->add_option("--map-path", settings->pathMaps,
+                     "Look for modules whose path begins with FROM at TO instead; may be given "
+                     "several times")
+        ->type_name("FROM=TO")
+        ->allow_extra_args(false);
+    command
+        ->add_option("--container", settings->containers,
+                     "Process PID and its descendants run in a container that sees the directory "
+                     "ROOT as /; its files show as LABEL:/path. May be given several times")
+        ->type_name("PID=LABEL:ROOT")
+        ->allow_extra_args(false);
+    command
+        ->add_option("--kallsyms", settings->load.kallsyms,
+                     "Table of the recorded kernel's symbols, a copy of its /proc/kallsyms")
+        ->type_name("FILE")
+        ->check(CLI::ExistingFile);
+    command
+        ->add_option("--names", settings->names,
+                     "off: leave out functions and source lines of modules")
+        ->check(CLI::IsMember({"on", "off"}))
+        ->capture_default_str();
+    command
+        ->add_option("--name-time", settings->load.nameSeconds,
+                     "Seconds to spend on names, those that samples need most first; 0: as long as "
+                     "it takes")
+        ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
     command->callback([settings, &exitCode] { runLoad(*settings, exitCode); });
 }

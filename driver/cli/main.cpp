@@ -35,6 +35,9 @@ int run(int argc, char** argv)
     int exitCode = 0;
     samplefold::cli::addLoadCommand(app, exitCode);
     samplefold::cli::addReportCommand(app);
+    samplefold::cli::addModulesCommand(app);
+    samplefold::cli::addAnnotateCommand(app);
+    samplefold::cli::addArchiveCommand(app, exitCode);
     samplefold::cli::addSqlCommand(app);
     try {
         app.parse(argc, argv);

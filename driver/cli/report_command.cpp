@@ -1,7 +1,7 @@
 #include "cli/commands.h"
+#include "cli/json_output.h"
 #include "report/on_cpu.h"
 #include "report/profile_report.h"
-#include "report/sql_rows.h"
 #include "report/tree_report.h"
 
 #include <algorithm>
@@ -102,11 +102,6 @@ report::TickRange rangeOf(const Settings& settings, rowvault1::IResult& result)
     if (!settings.to.empty()) range.to = tickOf(result, *report::parseTime(settings.to));
     if (range.isBackward()) refuseBackwardRange();
     return range;
-}
-
-void writeJson(const nlohmann::ordered_json& json)
-{
-    std::cout << report::jsonText(json, 2) << '\n';
 }
 
 void reportTrees(rowvault1::IResult& result, const Settings& settings,

@@ -7,12 +7,15 @@
 #include "session/process_rows.h"
 #include "session/process_table.h"
 
+#include <tsl/robin_set.h>
+
 #include <compare>
 #include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <utility>
 
 namespace samplefold::load {
 
@@ -56,6 +59,16 @@ public:
     /// Makes the instance row of a settled place that has none.
     void makeInstance(CodePlace& place);
 
+    /// Notes that a sample was taken at a settled place, which otherwise is only a caller's.
+    void noteSampled(const CodePlace& place)
+    {
+        m_sampled.insert({place.segment.value(), place.rva});
+    }
+    bool wasSampled(std::int32_t segment, std::uint64_t rva) const
+    {
+        return m_sampled.contains({segment, rva});
+    }
+
 private:
     using address_key_t =
         std::tuple<std::int32_t, std::uint64_t>; ///< process row, relative address
@@ -77,6 +90,15 @@ private:
         samplefold_1::Index function;
     };
 
+    using code_key_t = std::pair<std::int32_t, std::uint64_t>; ///< segment row, relative address
+    struct CodeHash {
+        std::size_t operator()(const code_key_t& key) const noexcept
+        {
+            return (key.second ^ std::uint64_t(static_cast<std::uint32_t>(key.first)) << 32) *
+                   0x9e3779b97f4a7c15U;
+        }
+    };
+
     void readPlaceholders(rowvault1::IDatabase& db);
     void readPieces(rowvault1::IDatabase& db);
     CodePlace mapped(session::Process& owner, const session::Place& found, std::uint64_t address);
@@ -92,6 +114,7 @@ private:
     JitCode& m_jit;
     std::map<address_key_t, samplefold_1::Index> m_placeholders;
     std::map<PieceKey, Piece> m_pieces;
+    tsl::robin_set<code_key_t, CodeHash> m_sampled;
     session::RowWriter m_pieceWriter;
     session::KeyedRows<std::string, rowvault1::Index> m_functions;
     session::KeyedRows<rowvault1::Index, std::uint64_t> m_names; ///< segment, relative address

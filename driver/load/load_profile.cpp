@@ -3,6 +3,10 @@
 #include "load/input_checksum.h"
 #include "load/record_type_name.h"
 #include "load/version.h"
+#include "names/code_names.h"
+#include "session/containers.h"
+#include "session/module_files.h"
+#include "session/module_names.h"
 #include "session/side_band_collector.h"
 
 #include <rowvault1/result.h>
@@ -53,6 +57,14 @@ void checkMode(rowvault1::IResult& store, const LoadOptions& options, bool stack
         throw LoadError(options.result + ": was loaded with --store-each-sample " + each +
                         ": append with the same setting, or load into a new result");
     }
+}
+
+/// Paths below one label must be of one file system.
+void checkContainers(rowvault1::IResult& store, const LoadOptions& options)
+{
+    if (!options.append || options.containers.empty()) return;
+    const std::string conflict = session::containerConflict(*store.database(), options.containers);
+    if (!conflict.empty()) throw LoadError(options.result + ": " + conflict);
 }
 
 /// A number of the load_info view, if it is there.
@@ -201,6 +213,7 @@ public:
     {
         m_stacksOn = stacksFor(options);
         checkMode(*m_store, options, m_stacksOn);
+        checkContainers(*m_store, options);
         m_before = readStoredSamples(*m_store, !options.storeEachSample);
     }
 
@@ -227,6 +240,8 @@ private:
     }
     bool stacksFor(const LoadOptions& options) const;
     void loadSamples(session::QualityLog& quality, LoadReport& report);
+    void nameCode(const session::SideBandCollector& sideBand, const session::ModuleCatalog& modules,
+                  const CodePlaces& places, session::ModuleFiles& files);
 
     const LoadOptions& m_options;
     const LoadProgress& m_progress;
@@ -275,13 +290,47 @@ LoadReport Load::run()
     return report;
 }
 
+/// Names come after the samples, so that a name is looked for once however often it is needed.
+void Load::nameCode(const session::SideBandCollector& sideBand,
+                    const session::ModuleCatalog& modules, const CodePlaces& places,
+                    session::ModuleFiles& files)
+{
+    const auto ids = modules.buildIds();
+    const auto kernelId = ids.find(session::kernelName);
+    names::NameOptions options;
+    options.enabled = m_options.namesOn;
+    options.seconds = m_options.nameSeconds;
+    options.kernel = {m_options.kallsyms, files.folder(),
+                      kernelId != ids.end() ? kernelId->second : std::string(),
+                      sideBand.kernelReference().symbol, sideBand.kernelReference().address};
+    const auto progress = [this](std::uint64_t done, std::uint64_t total) {
+        if (m_progress) m_progress("names", done, total);
+    };
+    const auto wasSampled = [&places](std::int32_t segment, std::uint64_t rva) {
+        return places.wasSampled(segment, rva);
+    };
+    names::nameCode(*m_store, files, options, wasSampled, progress);
+}
+
 void Load::loadSamples(session::QualityLog& quality, LoadReport& report)
 {
     const auto db = m_store->database();
-    session::ModuleCatalog modules(db);
+    session::ModuleCatalog modules;
     session::ProcessTable processes; // its mappings point at the modules' paths
-    session::SideBandCollector sideBand(m_recording, processes, modules, quality);
+    // A process's mappings may stand before what tells its container: containers come first.
+    const session::Containers containers(
+        db,
+        session::findContainers(m_recording, m_options.containers,
+                                progressOf(m_progress, "containers")),
+        quality);
+    session::SideBandCollector sideBand(m_recording, processes, modules, quality, &containers);
     sideBand.collect(progressOf(m_progress, "processes and mappings"));
+    session::ModuleFiles files(db, m_options.result,
+                               {m_recording.architecture(), m_recording.features().hostname});
+    session::FileSearchOptions search = m_options.files;
+    containers.addPathMaps(search);
+    files.expect(modules.buildIds(), search);
+    modules.store(db, files);
     session::ProcessRows processRows(db);
     processRows.store(processes);
     session::AttributeRows attributes(db, m_recording);
@@ -291,7 +340,12 @@ void Load::loadSamples(session::QualityLog& quality, LoadReport& report)
     JitCode jit(context, m_recording, processes, quality);
     jit.prepare(m_options.jit, sideBand.tscScale());
     CodePlaces places(context, modules, processRows, jit);
-    StackLoader stacks(context, places, processes.kernel());
+    const auto fileOf = [&](std::uint32_t segment) -> const std::string& {
+        return files.fileOf(modules.moduleRow(segment)).found;
+    };
+    unwind::StackUnwinder unwinder(fileOf, m_recording.isX86_64() ? unwind::Machine::x86_64
+                                                                  : unwind::Machine::other);
+    StackLoader stacks(context, places, processes.kernel(), m_options.unwind ? &unwinder : nullptr);
     CpuTimes cpuTimes(db, processes, processRows, m_recording);
     SampleLoader samples(m_recording, {processes, processRows, attributes, quality}, context,
                          stacks, cpuTimes);
@@ -305,6 +359,9 @@ void Load::loadSamples(session::QualityLog& quality, LoadReport& report)
     if (m_progress) m_progress("writing", 0, 0);
     context.finish(samples.lastTick());
 
+    nameCode(sideBand, modules, places, files);
+    files.store();
+    report.messages = files.messages();
     cpuTimes.finish(quality);
     samples.reportQuality();
     jit.reportQuality();

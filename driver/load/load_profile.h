@@ -2,11 +2,14 @@
 
 #include "load/load_error.h"
 #include "load/sample_loader.h"
+#include "session/container_option.h"
+#include "session/module_files.h"
 
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace samplefold::load {
 
@@ -18,7 +21,13 @@ struct LoadOptions {
     /// Call chains become callsites. Not set: as the result has it that is appended to, else on
     /// where the recording has chains.
     std::optional<bool> stacks;
+    bool unwind = true; ///< copies of user stacks become call chains
     JitOptions jit;
+    session::FileSearchOptions files;
+    std::vector<session::ContainerOption> containers; ///< beside those that the recording tells
+    bool namesOn = true;    ///< places in code get functions and source lines
+    double nameSeconds = 0; ///< time to spend on that; 0: as long as it takes
+    std::string kallsyms;   ///< table of the recorded kernel's symbols; empty for none
 };
 
 /// What a load did.
@@ -27,6 +36,7 @@ struct LoadReport {
     std::uint64_t rows = 0;    ///< sample rows written
     std::uint64_t dropped = 0; ///< samples that became no row, each counted by reason
     std::string databasePath;
+    std::vector<std::string> messages; ///< files of modules that were not found, a line each
     std::string fault; ///< one line where the input is damaged; empty when all of it was read
 };
 

@@ -18,11 +18,16 @@ namespace {
 constexpr std::uint64_t g_skippedFrames = 0xFFFFFFFFFFFFFFFF;
 /// What the kernel allows where the recording does not tell (kernel.perf_event_max_stack).
 constexpr std::size_t g_usualMaxStack = 127;
+/// What a sample with a copy of the stack has.
+constexpr std::uint64_t g_stackCopy =
+    perfdata::sampleBit::RegsUser | perfdata::sampleBit::StackUser;
 
 } // namespace
 
-StackLoader::StackLoader(ProfileContext& context, CodePlaces& places, Process& kernel)
-    : m_context(context), m_places(places), m_kernel(kernel), m_tree(*context.getDb())
+StackLoader::StackLoader(ProfileContext& context, CodePlaces& places, Process& kernel,
+                         unwind::StackUnwinder* unwinder)
+    : m_context(context), m_places(places), m_kernel(kernel), m_unwinder(unwinder),
+      m_tree(*context.getDb())
 {
 }
 
@@ -69,8 +74,8 @@ StackLoader::Key StackLoader::keyOf(const Sample& sample, const Process& process
 void StackLoader::settle(const Sample& sample, Process& process, std::uint64_t tick,
                          pmu_sample_attribute_t& attr)
 {
-    Leaf& leaf = m_leaves[keyOf(sample, process)];
-    if (!leaf.instance.exist() || !leaf.steady.holds(tick)) build(sample, process, tick, leaf);
+    const Leaf& leaf =
+        isToUnwind(sample) ? unwoundLeafOf(sample, process, tick) : leafOf(sample, process, tick);
     attr.seg_inst = leaf.instance;
     attr.callsite = leaf.callsite;
     attr.code_loc = leaf.code;
@@ -79,16 +84,66 @@ void StackLoader::settle(const Sample& sample, Process& process, std::uint64_t t
     m_deferred += leaf.isDeferred ? 1 : 0;
 }
 
-void StackLoader::build(const Sample& sample, Process& process, std::uint64_t tick, Leaf& leaf)
+StackLoader::Leaf& StackLoader::leafOf(const Sample& sample, Process& process, std::uint64_t tick)
+{
+    Leaf& leaf = m_leaves[keyOf(sample, process)];
+    if (leaf.instance.exist() && leaf.steady.holds(tick)) return leaf;
+    if (m_context.stacksAreOn()) {
+        collectFrames(sample);
+        linkFrames(process, tick, leaf);
+    } else {
+        buildPlace(sample, process, tick, leaf);
+    }
+    return leaf;
+}
+
+/// Copies of a stack differ from sample to sample, so that a chain is known by its frames.
+StackLoader::Leaf& StackLoader::unwoundLeafOf(const Sample& sample, Process& process,
+                                              std::uint64_t tick)
+{
+    collectFrames(sample);
+    appendUnwound(sample, process, tick);
+    Leaf& leaf = m_leaves[keyOfFrames(process)];
+    if (!leaf.instance.exist() || !leaf.steady.holds(tick)) linkFrames(process, tick, leaf);
+    return leaf;
+}
+
+/// Whether the recording has the user's part of the chain as a copy of the stack. The kernel then
+/// leaves it out of the chain, or gives no more of it than the sampled address.
+bool StackLoader::isToUnwind(const Sample& sample) const
+{
+    if (m_unwinder == nullptr || (sample.has & g_stackCopy) != g_stackCopy) return false;
+    Space space = spaceOf(sample.cpuMode());
+    if (!m_context.stacksAreOn() || space == Space::other) return false;
+    std::size_t users = 0;
+    for (const std::uint64_t entry : sample.callchain) {
+        if (perfdata::context::isMarker(entry))
+            space = spaceOf(entry);
+        else
+            users += space == Space::user ? 1 : 0;
+    }
+    return users <= 1;
+}
+
+StackLoader::Key StackLoader::keyOfFrames(const Process& process) const
+{
+    struct Head {
+        const Process* process;
+        std::uint64_t isCutOff;
+        std::uint64_t isDeferred;
+    } const head{&process, m_chain.isCutOff ? 1U : 0U, m_chain.isDeferred ? 1U : 0U};
+    const XXH64_hash_t seed = XXH3_64bits(&head, sizeof head);
+    const XXH128_hash_t hash =
+        XXH3_128bits_withSeed(m_chain.frames.data(), m_chain.frames.size() * sizeof(Frame), seed);
+    return {hash.low64, hash.high64 ^ seed};
+}
+
+void StackLoader::buildPlace(const Sample& sample, Process& process, std::uint64_t tick, Leaf& leaf)
 {
     leaf = Leaf{};
-    if (m_context.stacksAreOn()) {
-        collectFrames(sample, leaf);
-        linkFrames(process, tick, leaf);
-        return;
-    }
     CodePlace place = placeOf({spaceOf(sample.cpuMode()), sample.ip}, process, tick);
     m_places.createCallsite(place, Index(), true, &leaf.code);
+    m_places.noteSampled(place);
     leaf.instance = place.instance;
     leaf.steady = place.steady;
     leaf.isUnmapped = !place.segment.exist();
@@ -97,42 +152,71 @@ void StackLoader::build(const Sample& sample, Process& process, std::uint64_t ti
 /// The sampled address stands for the chain's first, from which it differs where the processor told
 /// the exact instruction. Only where the kernel's part was left out of the chain is nothing
 /// replaced.
-void StackLoader::collectFrames(const Sample& sample, Leaf& leaf)
+void StackLoader::collectFrames(const Sample& sample)
 {
-    m_frames.clear();
+    std::vector<Frame>& frames = m_chain.frames;
+    frames.clear();
+    m_chain.isDeferred = false;
     const Space sampledIn = spaceOf(sample.cpuMode());
-    if (sample.hasIp()) m_frames.push_back({sampledIn, sample.ip});
+    if (sample.hasIp()) frames.push_back({sampledIn, sample.ip});
     Space space = sampledIn;
     std::size_t addresses = 0; // the kernel's limit is on these, not on the markers between them
     for (std::size_t i = 0; i < sample.callchain.size(); ++i) {
         const std::uint64_t entry = sample.callchain[i];
         if (entry == perfdata::context::UserDeferred) {
-            leaf.isDeferred = true; // a number follows, by which a later record is found
+            m_chain.isDeferred = true; // a number follows, by which a later record is found
             ++i;
         } else if (perfdata::context::isMarker(entry)) {
             space = spaceOf(entry);
         } else {
             const bool kernelLeftOut = sampledIn == Space::kernel && space == Space::user;
             const bool isReplaced = addresses == 0 && sample.hasIp() && !kernelLeftOut;
-            if (!isReplaced) m_frames.push_back({space, entry});
+            if (!isReplaced) frames.push_back({space, entry});
             ++addresses;
         }
     }
     const std::uint16_t most = sample.event->attr.sampleMaxStack;
-    leaf.isCutOff = addresses >= (most != 0 ? most : g_usualMaxStack);
-    if (leaf.isCutOff) m_frames.push_back({Space::other, g_skippedFrames});
-    if (m_frames.empty()) m_frames.push_back({sampledIn, sample.ip});
+    m_chain.isCutOff = addresses >= (most != 0 ? most : g_usualMaxStack);
+    if (m_chain.isCutOff) frames.push_back({Space::other, g_skippedFrames});
+    if (frames.empty()) frames.push_back({sampledIn, sample.ip});
+}
+
+/// A stack that was followed, but not to its outermost frame, ends in the mark of a chain that was
+/// cut off. Where no caller was found the chain has the sampled address alone.
+void StackLoader::appendUnwound(const Sample& sample, Process& process, std::uint64_t tick)
+{
+    const unwind::Stop stop =
+        m_unwinder->unwind(process.space, tick, sample.userRegs, sample.userStack, m_unwound);
+    ++m_stops[static_cast<std::size_t>(stop)];
+    if (m_unwound.empty()) return;
+    std::vector<Frame>& frames = m_chain.frames;
+    if (spaceOf(sample.cpuMode()) == Space::user) {
+        frames.clear();
+        m_chain.isCutOff = false;
+        if (sample.hasIp()) m_unwound.front() = sample.ip;
+    } else {
+        while (!frames.empty() && frames.back().space == Space::user)
+            frames.pop_back();
+    }
+    for (const std::uint64_t address : m_unwound)
+        frames.push_back({Space::user, address});
+    if (stop != unwind::Stop::complete && m_unwound.size() > 1)
+        frames.push_back({Space::other, g_skippedFrames});
 }
 
 void StackLoader::linkFrames(Process& process, std::uint64_t tick, Leaf& leaf)
 {
+    leaf = Leaf{};
+    leaf.isCutOff = m_chain.isCutOff;
+    leaf.isDeferred = m_chain.isDeferred;
     Index callsite;
-    for (std::size_t i = m_frames.size(); i-- > 0;) {
-        CodePlace place = placeOf(m_frames[i], process, tick);
+    for (std::size_t i = m_chain.frames.size(); i-- > 0;) {
+        CodePlace place = placeOf(m_chain.frames[i], process, tick);
         callsite = callsiteOf(place, callsite, i == 0);
         leaf.steady.cutTo(place.steady);
         if (i != 0) continue;
         if (!place.instance.exist()) m_places.makeInstance(place);
+        m_places.noteSampled(place);
         leaf.instance = place.instance;
         leaf.isUnmapped = !place.segment.exist();
     }
@@ -173,6 +257,11 @@ void StackLoader::reportQuality(session::QualityLog& quality) const
     quality.add("call chains whose user part comes in a record of its own", m_deferred,
                 "the chain ends in the kernel; such records are counted, not joined",
                 Severity::info);
+    for (std::size_t i = 0; i < m_stops.size(); ++i) {
+        const unwind::StopText text = unwind::textOf(static_cast<unwind::Stop>(i));
+        if (static_cast<unwind::Stop>(i) != unwind::Stop::complete)
+            quality.add(text.reason, m_stops[i], text.remedy, Severity::info);
+    }
 }
 
 } // namespace samplefold::load

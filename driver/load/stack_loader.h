@@ -4,9 +4,11 @@
 #include "load/code_places.h"
 #include "perfdata/recording.h"
 #include "session/quality_log.h"
+#include "unwind/stack_unwinder.h"
 
 #include <tsl/robin_map.h>
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -14,12 +16,14 @@ namespace samplefold::load {
 
 /// Settles where samples were: with call stacks on the callsite of the sampled frame, whose parents
 /// are the callers, with call stacks off its place in code. A chain that was met before, in the
-/// same process and while nothing in it was mapped or generated anew, is one look-up. Loading
-/// thread only.
+/// same process and while nothing in it was mapped or generated anew, is one look-up. The user part
+/// of a chain that the recording holds as a copy of the stack is unwound first. Loading thread
+/// only.
 class StackLoader {
 public:
-    /// The arguments outlive the object.
-    StackLoader(ProfileContext& context, CodePlaces& places, session::Process& kernel);
+    /// The arguments outlive the object. Without an unwinder copies of stacks are not used.
+    StackLoader(ProfileContext& context, CodePlaces& places, session::Process& kernel,
+                unwind::StackUnwinder* unwinder = nullptr);
 
     /// Fills the fields of `attr` that say where the sample was.
     void settle(const perfdata::Sample& sample, session::Process& process, std::uint64_t tick,
@@ -31,11 +35,17 @@ public:
     std::size_t keptChains() const { return m_leaves.size(); }
 
 private:
-    /// Whose addresses follow.
-    enum class Space : std::uint8_t { user, kernel, other };
+    /// Whose addresses follow. As wide as an address, so that frames can be hashed as bytes.
+    enum class Space : std::uint64_t { user, kernel, other };
     struct Frame {
         Space space;
         std::uint64_t address;
+    };
+    /// The chain in hand.
+    struct Chain {
+        std::vector<Frame> frames; ///< the sampled one first
+        bool isCutOff = false;     ///< by the recording's limit
+        bool isDeferred = false;
     };
     /// What is kept of a chain.
     struct Leaf {
@@ -61,10 +71,17 @@ private:
     static Space spaceOf(std::uint64_t marker);
     static std::size_t tellingEntries(const perfdata::Sample& sample);
 
+    Leaf& leafOf(const perfdata::Sample& sample, session::Process& process, std::uint64_t tick);
+    Leaf& unwoundLeafOf(const perfdata::Sample& sample, session::Process& process,
+                        std::uint64_t tick);
+    bool isToUnwind(const perfdata::Sample& sample) const;
     Key keyOf(const perfdata::Sample& sample, const session::Process& process) const;
-    void build(const perfdata::Sample& sample, session::Process& process, std::uint64_t tick,
-               Leaf& leaf);
-    void collectFrames(const perfdata::Sample& sample, Leaf& leaf);
+    Key keyOfFrames(const session::Process& process) const;
+    void buildPlace(const perfdata::Sample& sample, session::Process& process, std::uint64_t tick,
+                    Leaf& leaf);
+    void collectFrames(const perfdata::Sample& sample);
+    void appendUnwound(const perfdata::Sample& sample, session::Process& process,
+                       std::uint64_t tick);
     void linkFrames(session::Process& process, std::uint64_t tick, Leaf& leaf);
     CodePlace placeOf(const Frame& frame, session::Process& process, std::uint64_t tick);
     samplefold_1::Index callsiteOf(CodePlace& place, samplefold_1::Index parent, bool sampled);
@@ -72,12 +89,15 @@ private:
     ProfileContext& m_context;
     CodePlaces& m_places;
     session::Process& m_kernel;
+    unwind::StackUnwinder* m_unwinder;
     CallTree m_tree;
     tsl::robin_map<Key, Leaf, KeyHash> m_leaves;
-    std::vector<Frame> m_frames; ///< of the chain in hand, the sampled one first
+    Chain m_chain;
+    std::vector<std::uint64_t> m_unwound; ///< user addresses of the stack in hand
     std::uint64_t m_unmapped = 0;
     std::uint64_t m_cutOff = 0;
     std::uint64_t m_deferred = 0;
+    std::array<std::uint64_t, unwind::stopCount> m_stops{}; ///< unwound stacks by how they ended
 };
 
 } // namespace samplefold::load

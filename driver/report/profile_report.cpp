@@ -1,5 +1,6 @@
 #include "report/profile_report.h"
 
+#include "report/grouping_sql.h"
 #include "report/sql_rows.h"
 #include "report/summary.h"
 #include "report/sums.h"
@@ -10,63 +11,6 @@
 
 namespace samplefold::report {
 namespace {
-
-/// How a grouping is told in SQL: the columns that say which group a row of `grouped` belongs to.
-struct GroupingSql {
-    Grouping by;
-    const char* name;
-    const char* keys;    ///< columns of sample_instance that tell the group apart
-    const char* columns; ///< what is shown of a group
-    const char* joins;
-};
-
-constexpr const char* g_codeJoins = R"(
-  LEFT JOIN dd_sample s ON s.rowid = g.sample
-  LEFT JOIN dd_callsite c ON c.rowid = s.callsite
-  LEFT JOIN dd_code_location l ON l.rowid = c.code_loc
-  LEFT JOIN dd_module_segment ms ON ms.rowid = l.mod_seg
-  LEFT JOIN dd_module_file m ON m.rowid = ms.module)";
-/// A function's own module, where it has one, else the one of the place.
-constexpr const char* g_functionJoins = R"(
-  LEFT JOIN dd_sample s ON s.rowid = g.sample
-  LEFT JOIN dd_callsite c ON c.rowid = s.callsite
-  LEFT JOIN dd_code_location l ON l.rowid = c.code_loc
-  LEFT JOIN dd_function fn ON fn.name IS NOT NULL AND fn.rowid =
-    (SELECT n.function FROM dd_code_name n WHERE n.mod_seg = l.mod_seg AND n.rva = l.rva LIMIT 1)
-  LEFT JOIN dd_module_segment ms ON ms.rowid = l.mod_seg
-  LEFT JOIN dd_module_file pm ON pm.rowid = ms.module
-  LEFT JOIN dd_module_file fm ON fm.rowid = fn.module
-  LEFT JOIN dd_module_file m ON m.rowid = coalesce(fm.rowid, pm.rowid))";
-/// The labels that the call trees have (CodeLabels).
-constexpr const char* g_functionColumns =
-    "CASE WHEN fn.name IS NOT NULL THEN fn.name "
-    "WHEN l.rva IS NULL THEN '[unknown]' "
-    "WHEN m.rowid IS NOT NULL THEN coalesce(m.name, m.path, '') || printf('+0x%llx', l.rva) "
-    "WHEN l.mod_seg > 0 OR l.rva NOT IN (1, 2, 3) THEN printf('0x%llx', l.rva) "
-    "WHEN l.rva = 1 THEN '[chain cut off]' "
-    "ELSE printf('0x%llx', -l.rva) END AS function, "
-    "coalesce(m.path, m.name, '[unknown]') AS module";
-constexpr const char* g_taskJoins = R"(
-  LEFT JOIN dd_thread t ON t.rowid = g.thread
-  LEFT JOIN dd_process p ON p.rowid = t.process)";
-
-constexpr GroupingSql g_groupings[] = {
-    {Grouping::module, "module", "sample", "coalesce(m.path, '[unknown]') AS module", g_codeJoins},
-    {Grouping::address, "address", "sample",
-     "coalesce(m.path, '[unknown]') AS module, printf('0x%x', l.rva) AS address", g_codeJoins},
-    {Grouping::function, "function", "sample", g_functionColumns, g_functionJoins},
-    {Grouping::process, "process", "thread", "p.pid AS pid, p.name AS process", g_taskJoins},
-    {Grouping::thread, "thread", "thread", "p.pid AS pid, t.tid AS tid, t.name AS thread",
-     g_taskJoins},
-    {Grouping::cpu, "cpu", "cpu", "cpu.number AS cpu", "LEFT JOIN dd_cpu cpu ON cpu.rowid = g.cpu"},
-    {Grouping::event, "event", "event_type", "", ""},
-};
-
-const GroupingSql& sqlOf(Grouping by)
-{
-    return *std::find_if(std::begin(g_groupings), std::end(g_groupings),
-                         [by](const GroupingSql& grouping) { return grouping.by == by; });
-}
 
 /// Names of the shown columns: the aliases in "x AS a, y AS b".
 std::string aliases(const std::string& columns)
@@ -82,8 +26,7 @@ std::string aliases(const std::string& columns)
 }
 
 /// First the instances are added up by the few keys that matter, then names are put to the sums.
-std::string entriesSql(const GroupingSql& grouping, const ReportOptions& options,
-                       bool rowsAreSamples)
+std::string entriesSql(const GroupingSql& grouping, const ReportOptions& options, bool withSamples)
 {
     const std::string columns = grouping.columns;
     const std::string names = aliases(columns);
@@ -91,7 +34,7 @@ std::string entriesSql(const GroupingSql& grouping, const ReportOptions& options
     std::string sql =
         "WITH grouped AS (SELECT event_type, " + std::string(grouping.keys) +
         ", count(*) AS samples, " + sumOf("count") + " AS total FROM sample_instance" +
-        whereInRange(options.range) + " GROUP BY event_type, " + grouping.keys +
+        whereInRange(options.range) + " GROUP BY event_type, " + std::string(grouping.keys) +
         "), named AS (SELECT g.event_type AS event_key, e.name AS event" + shown +
         ", g.samples AS samples, g.total AS total FROM grouped g "
         "LEFT JOIN dd_event_type e ON e.rowid = g.event_type " +
@@ -102,7 +45,7 @@ std::string entriesSql(const GroupingSql& grouping, const ReportOptions& options
         "percent, "
         "row_number() OVER (PARTITION BY event_key ORDER BY count DESC, samples DESC" +
         names + ") AS place FROM summed) SELECT event_key, event" + names +
-        (rowsAreSamples ? ", samples" : "") + ", count, percent FROM ranked";
+        (withSamples ? ", samples" : "") + ", count, percent FROM ranked";
     if (options.limit != 0 && !columns.empty())
         sql += " WHERE place <= " + std::to_string(options.limit);
     return sql + " ORDER BY event_key, place";
@@ -111,8 +54,7 @@ std::string entriesSql(const GroupingSql& grouping, const ReportOptions& options
 SqlRows readEntries(rowvault1::IResult& result, const ReportOptions& options)
 {
     if (options.range.isSet()) checkRowsHaveTicks(result);
-    const bool rowsAreSamples = result.info("store_each_sample") != "off";
-    return readRows(result, entriesSql(sqlOf(options.by), options, rowsAreSamples));
+    return readRows(result, entriesSql(groupingSql(options.by), options, rowsAreSamples(result)));
 }
 
 std::optional<double> percentIn(const tb2::variant_t& value)
@@ -145,7 +87,9 @@ void writeEntries(const SqlRows& entries, const ReportOptions& options, std::ost
             table.addRow(std::move(cells));
         }
         out << '\n'
-            << (single ? "Events" : "Event " + printable(event) + " by " + sqlOf(options.by).name)
+            << (single ? "Events"
+                       : "Event " + printable(event) + " by " +
+                             std::string(groupingSql(options.by).name))
             << '\n';
         table.print(out, "  ");
     }
@@ -157,7 +101,7 @@ const std::vector<std::pair<std::string, Grouping>>& groupings()
 {
     static const std::vector<std::pair<std::string, Grouping>> all = [] {
         std::vector<std::pair<std::string, Grouping>> names;
-        for (const GroupingSql& grouping : g_groupings)
+        for (const GroupingSql& grouping : groupingSqls())
             names.emplace_back(grouping.name, grouping.by);
         return names;
     }();
@@ -174,7 +118,7 @@ void writeReport(rowvault1::IResult& result, const ReportOptions& options, std::
 nlohmann::ordered_json reportToJson(rowvault1::IResult& result, const ReportOptions& options)
 {
     nlohmann::ordered_json report = summaryToJson(result, options.range);
-    report["by"] = sqlOf(options.by).name;
+    report["by"] = std::string(groupingSql(options.by).name);
     auto& list = report["entries"] = nlohmann::ordered_json::array();
     const SqlRows entries = readEntries(result, options);
     const auto withoutKey = [](const auto& row) { return std::span(row).subspan(1); };

@@ -14,7 +14,17 @@
 namespace samplefold::report {
 
 /// What the samples are grouped by in a report.
-enum class Grouping { module, address, function, process, thread, cpu, event };
+enum class Grouping {
+    module,
+    address,
+    function,        ///< that has the code: a place of inlined code counts for it
+    inlinedFunction, ///< innermost inlined one where there is one, else as `function`
+    sourceLine,
+    process,
+    thread,
+    cpu,
+    event
+};
 
 /// All groupings by the names that a user gives.
 const std::vector<std::pair<std::string, Grouping>>& groupings();

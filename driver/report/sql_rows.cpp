@@ -24,6 +24,11 @@ SqlRows readRows(rowvault1::IResult& result, std::string_view sql)
     return std::move(reader.answer);
 }
 
+bool rowsAreSamples(rowvault1::IResult& result)
+{
+    return result.info("store_each_sample") != "off";
+}
+
 std::int64_t rowKey(const variant_t& value)
 {
     return value.is_integer() ? static_cast<std::int64_t>(value.integer_bits()) : -1;
@@ -62,6 +67,11 @@ nlohmann::ordered_json toJson(const variant_t& value)
     default:
         return static_cast<std::int64_t>(value.integer_bits());
     }
+}
+
+nlohmann::ordered_json textOrNull(const std::string& text)
+{
+    return text.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(text);
 }
 
 nlohmann::ordered_json rowToJson(std::span<const std::string> names, std::span<const variant_t> row)

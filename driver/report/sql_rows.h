@@ -38,6 +38,9 @@ void visitRows(rowvault1::IResult& result, std::string_view sql, Visit&& visit)
     rowvault1::readSql(result, sql, reader);
 }
 
+/// Whether a row of the result is one sample, and not a sum of several.
+bool rowsAreSamples(rowvault1::IResult& result);
+
 /// The key of a row that a value holds; -1 when it holds none.
 std::int64_t rowKey(const tb2::variant_t& value);
 
@@ -46,6 +49,9 @@ std::int64_t rowKey(const tb2::variant_t& value);
 std::string toText(const tb2::variant_t& value);
 /// A value for a script: null, a number or a text.
 nlohmann::ordered_json toJson(const tb2::variant_t& value);
+
+/// A text for a script: null for the empty one.
+nlohmann::ordered_json textOrNull(const std::string& text);
 
 /// The row as an object with the columns' names as keys; a name that comes again gets " 2", " 3"
 /// behind it.

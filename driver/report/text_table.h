@@ -8,7 +8,7 @@
 namespace samplefold::report {
 
 /// `text` with control characters and line breaks shown as \xNN, so that a name out of a profile
-/// cannot move the cursor of a terminal. Bytes from 0x80 up stay.
+/// cannot move the cursor of a terminal. Letters of other languages stay.
 std::string printable(std::string_view text);
 
 /// A table of texts with aligned columns for a terminal or a file. One thread at a time.

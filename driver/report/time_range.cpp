@@ -1,6 +1,7 @@
 #include "report/time_range.h"
 
 #include "report/report_error.h"
+#include "report/sql_rows.h"
 
 #include <charconv>
 #include <limits>
@@ -81,7 +82,7 @@ std::uint64_t tickOf(rowvault1::IResult& result, const TimePoint& point)
 
 void checkRowsHaveTicks(rowvault1::IResult& result)
 {
-    if (result.info("store_each_sample") != "off") return;
+    if (rowsAreSamples(result)) return;
     throw ReportError(
         result.databasePath() +
         ": its rows are sums over all of the recording: to ask for a part of it, load "

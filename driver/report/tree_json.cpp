@@ -18,11 +18,6 @@ ordered_json itemAt(const ITreeSink::Position& position)
     return item;
 }
 
-ordered_json textOrNull(const std::string& text)
-{
-    return text.empty() ? ordered_json() : ordered_json(text);
-}
-
 } // namespace
 
 TreeJson::TreeJson(const CodeLabels& labels, const Sum& all, Style style, std::ostream& out)

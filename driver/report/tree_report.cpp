@@ -44,11 +44,6 @@ bool hasSelf(TreeKind kind)
     return kind != TreeKind::callers;
 }
 
-bool rowsAreSamples(rowvault1::IResult& result)
-{
-    return result.info("store_each_sample") != "off";
-}
-
 void checkReportable(rowvault1::IResult& result, const TickRange& range)
 {
     if (result.info("stacks") == "off") {

@@ -1,6 +1,8 @@
 #include "session/side_band_collector.h"
 
+#include "session/containers.h"
 #include "session/hex_text.h"
+#include "session/module_names.h"
 
 #include <limits>
 
@@ -30,12 +32,13 @@ bool isJitDumpName(std::string_view path)
 } // namespace
 
 SideBandCollector::SideBandCollector(const perfdata::Recording& recording, ProcessTable& processes,
-                                     ModuleCatalog& modules, QualityLog& quality)
+                                     ModuleCatalog& modules, QualityLog& quality,
+                                     const Containers* containers)
     : m_recording(recording), m_processes(processes), m_modules(modules), m_quality(quality),
-      m_clock(recording)
+      m_containers(containers), m_clock(recording)
 {
     for (const perfdata::BuildId& id : recording.features().buildIds) {
-        m_buildIds.try_emplace(id.filename, hexText(id.bytes.span()));
+        m_buildIds.try_emplace(std::string(modulePath(id.filename)), hexText(id.bytes.span()));
     }
 }
 
@@ -64,8 +67,16 @@ Process& SideBandCollector::subject(std::int32_t pid)
 std::string SideBandCollector::buildIdOf(const perfdata::MmapRecord& record) const
 {
     if (record.buildId) return hexText(record.buildId->span());
-    const auto known = m_buildIds.find(record.filename);
+    const auto known = m_buildIds.find(modulePath(record.filename));
     return known != m_buildIds.end() ? known->second : std::string();
+}
+
+/// What the module of a mapping is found by. Build ids are told by the recorded path.
+std::string SideBandCollector::pathOf(const perfdata::MmapRecord& record) const
+{
+    const std::string_view recorded = modulePath(record.filename);
+    if (m_containers == nullptr) return std::string(recorded);
+    return m_containers->pathOf(record.pid, record.time.value_or(0), recorded);
 }
 
 void SideBandCollector::onMmap(const perfdata::MmapRecord& record)
@@ -75,15 +86,18 @@ void SideBandCollector::onMmap(const perfdata::MmapRecord& record)
                       Severity::info);
         return;
     }
+    const std::string path = pathOf(record);
     const std::string buildId = buildIdOf(record);
-    const std::uint32_t segment = m_modules.segment(
-        {record.filename, buildId, record.pageOffset, record.length, record.protection});
+    const std::uint32_t segment =
+        m_modules.segment({path, buildId, record.pageOffset, record.length, record.protection});
     Process& process = subject(record.pid);
-    process.space.map(
-        {record.start, lastAddress(record.start, record.length), record.pageOffset, segment,
-         &m_modules.modulePath(segment),
-         record.pid == ProcessTable::kernelPid || ModuleCatalog::isImage(record.filename)},
-        m_clock.recordTick(record.time));
+    process.space.map({record.start, lastAddress(record.start, record.length), record.pageOffset,
+                       segment, &m_modules.modulePath(segment),
+                       record.pid == ProcessTable::kernelPid || isImage(path)},
+                      m_clock.recordTick(record.time));
+    if (path == kernelName)
+        m_kernelReference = {std::string(session::kernelReference(record.filename)),
+                             record.pageOffset};
     if (isJitDumpName(record.filename)) process.jitDump = std::string(record.filename);
 }
 

@@ -11,9 +11,10 @@ from support.chains import Chains
 from support.perf_records import CALLCHAIN, KERNEL_MODE, USER_MARKER, Records
 from support.testing import LoadedCases, SystemTest, test_per_case
 
-loads = LoadedCases()
+# The bytes hold no unwound frames; test_unwinding has those.
+loads = LoadedCases("--unwind", "off")
 # perf knew no JIT data when it printed the chains.
-plain_loads = LoadedCases("--jit", "off")
+plain_loads = LoadedCases("--jit", "off", "--unwind", "off")
 
 
 def tearDownModule():

@@ -11,7 +11,7 @@ from support.jit_files import LiveCode, MappedNames, parse_dump, parse_map
 from support.perf_records import USER_MARKER, Records
 from support.testing import LoadedCases, SystemTest, test_per_case
 
-loads = LoadedCases()
+loads = LoadedCases("--names", "off")
 
 
 def tearDownModule():

@@ -41,7 +41,7 @@ DISTINCT_TABLES = {
     "dd_segment_instance i JOIN dd_module_segment g ON g.id = mod_seg WHERE g.jit_file IS NOT NULL": "i.mod_seg",
     "dd_module_segment WHERE jit_file IS NOT NULL": "id",
     "dd_jit_file": "name, path, jit_kind",
-    "dd_function": "name, module",
+    "dd_function": "name, module, start",
     "dd_code_name": "mod_seg, rva",
     "dd_module_file": "path, build_id",
     "dd_process": "pid, life, start_tsc",

@@ -147,7 +147,7 @@ class Shape(SystemTest):
         frames, = self.load_chains([(KERNEL, KERNEL_CODE, kernel_chain([KERNEL_CODE, KERNEL_CODE + 9],
                                                                        [APP + 4, NOWHERE, LIBRARY + 4]))])
         self.assertEqual(self.places(frames), [
-            ("[kernel.kallsyms]_text", KERNEL_CODE), ("[kernel.kallsyms]_text", KERNEL_CODE + 9),
+            ("[kernel.kallsyms]", KERNEL_CODE), ("[kernel.kallsyms]", KERNEL_CODE + 9),
             ("/usr/bin/app", 0x1004), (None, NOWHERE), ("/usr/lib/library.so", 4)])
         self.assertEqual([frame.marked for frame in frames], [True, False, False, False, False])
 
@@ -170,7 +170,7 @@ class Shape(SystemTest):
         self.assertEqual(self.places(guest), [(None, KERNEL_CODE), (None, KERNEL_CODE + 1)])
         self.assertEqual(self.places(guest_user), [(None, APP + 9), (None, APP + 8)])
         self.assertEqual(self.places(back), [("/usr/bin/app", 0x1001), (None, APP + 2),
-                                             ("[kernel.kallsyms]_text", KERNEL_CODE), ("/usr/lib/library.so", 0)])
+                                             ("[kernel.kallsyms]", KERNEL_CODE), ("/usr/lib/library.so", 0)])
 
     def test_a_sample_without_a_chain_is_its_own(self):
         frames, only_markers = self.load_chains([(USER, APP + 1, ()), (USER, APP + 2, (KERNEL_MARKER, USER_MARKER))])

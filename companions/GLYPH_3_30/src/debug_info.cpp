@@ -133,26 +133,35 @@ void DebugInfo::readUnit(unit_t& unit)
     unit.isRead = true;
     Dwarf_Die die;
     if (::dwarf_offdie(m_dwarf, unit.die, &die) == nullptr) return;
-    unit.hasLines = hasLines(die);
+    unit.lines = linesOf(die);
     unit.isMangling = isManglingLanguage(die);
     if (!readScopes(die, m_layout, m_limit, unit.scopes))
         noteFault("the debug information is damaged");
 }
 
-bool DebugInfo::hasLines(Dwarf_Die& die)
+UnitLines* DebugInfo::linesOf(Dwarf_Die& die)
 {
     Dwarf_Attribute attribute;
     Dwarf_Word offset = 0;
     if (::dwarf_attr(&die, DW_AT_stmt_list, &attribute) == nullptr ||
         ::dwarf_formudata(&attribute, &offset) != 0)
-        return false;
-    const auto [place, isNew] = m_usableLines.try_emplace(offset, false);
-    if (!isNew) return place->second;
+        return nullptr;
+    const auto [place, isNew] = m_lineTables.try_emplace(offset);
+    if (!isNew) return place->second.get();
     const std::uint64_t bytes = lineProgramBytes(m_lines, offset);
     // Programs may overlap in a file that was made to do harm.
-    place->second = bytes != 0 && bytes <= g_maxLineBytes && m_lineLimit.spend(bytes);
-    if (!place->second) noteFault("a table of source lines is damaged or too large");
-    return place->second;
+    if (bytes != 0 && bytes <= g_maxLineBytes && m_lineLimit.spend(bytes))
+        place->second = std::make_unique<UnitLines>();
+    else
+        noteFault("a table of source lines is damaged or too large");
+    return place->second.get();
+}
+
+void DebugInfo::readLines(const unit_t& unit)
+{
+    Dwarf_Die die;
+    if (unit.lines == nullptr || unit.lines->isRead()) return;
+    if (::dwarf_offdie(m_dwarf, unit.die, &die) != nullptr) unit.lines->read(die);
 }
 
 bool DebugInfo::findFrames(std::uint64_t address, std::vector<source_frame_t>& frames,
@@ -165,6 +174,7 @@ bool DebugInfo::findFrames(std::uint64_t address, std::vector<source_frame_t>& f
     if (piece == nullptr) return false;
     unit_t& unit = m_units[piece->value];
     readUnit(unit);
+    readLines(unit);
     source_frame_t place;
     const bool isKnown = findLine(unit, address, place);
     const piece_t* innermost = unit.scopes.innermost.find(address);
@@ -174,7 +184,7 @@ bool DebugInfo::findFrames(std::uint64_t address, std::vector<source_frame_t>& f
         fillName(unit, scope);
         addFrame(unit, scope, address, place, frames);
         place = {"", scope.callFile, scope.callLine, scope.callColumn, 0, 0, false};
-        isNameShort = *scope.function == '\0' || (unit.isMangling && !scope.isMangled);
+        isNameShort = scope.isShort;
         number = scope.isInlined ? scope.parent : g_noScope;
     }
     if (frames.empty() && isKnown) frames.push_back(place);
@@ -202,19 +212,24 @@ void DebugInfo::fillName(const unit_t& unit, scope_t& scope)
     Dwarf_Die die;
     if (::dwarf_offdie(m_dwarf, scope.die, &die) == nullptr) return;
     scope.function = functionName(die, scope.isMangled);
+    scope.isShort = *scope.function == '\0' || (unit.isMangling && !scope.isMangled);
     if (!scope.isInlined) return;
     scope.callLine = numberOf(die, DW_AT_call_line);
     scope.callColumn = numberOf(die, DW_AT_call_column);
-    Dwarf_Die unitDie;
-    Dwarf_Files* files = nullptr;
-    std::size_t count = 0;
-    if (!unit.hasLines || ::dwarf_hasattr(&die, DW_AT_call_file) == 0 ||
-        ::dwarf_offdie(m_dwarf, unit.die, &unitDie) == nullptr ||
-        ::dwarf_getsrcfiles(&unitDie, &files, &count) != 0)
-        return;
-    const std::uint32_t file = numberOf(die, DW_AT_call_file);
-    const char* path = file < count ? ::dwarf_filesrc(files, file, nullptr, nullptr) : nullptr;
-    if (path != nullptr) scope.callFile = absolutePath(unitDie, path);
+    if (unit.lines != nullptr && ::dwarf_hasattr(&die, DW_AT_call_file) != 0)
+        scope.callFile = pathOf(unit, numberOf(die, DW_AT_call_file));
+}
+
+const char* DebugInfo::pathOf(const unit_t& unit, std::uint32_t file)
+{
+    std::vector<source_file_t>& files = unit.lines->files();
+    if (file >= files.size() || files[file].path == nullptr) return "";
+    source_file_t& known = files[file];
+    Dwarf_Die die;
+    if (!known.isAbsolute && ::dwarf_offdie(m_dwarf, unit.die, &die) != nullptr)
+        known.path = absolutePath(die, known.path);
+    known.isAbsolute = true;
+    return known.path;
 }
 
 const char* DebugInfo::absolutePath(Dwarf_Die& unit, const char* path)
@@ -227,25 +242,17 @@ const char* DebugInfo::absolutePath(Dwarf_Die& unit, const char* path)
     const std::size_t folderBytes = ::strnlen(folder, g_maxPathBytes);
     const std::size_t pathBytes = ::strnlen(path, g_maxPathBytes);
     if (folderBytes + pathBytes >= g_maxPathBytes) return path;
-    std::string& joined = m_paths[path];
-    if (joined.empty())
-        joined = std::string(folder, folderBytes) + "/" + std::string(path, pathBytes);
-    return joined.c_str();
+    m_paths.push_back(std::string(folder, folderBytes) + "/" + std::string(path, pathBytes));
+    return m_paths.back().c_str();
 }
 
 bool DebugInfo::findLine(const unit_t& unit, std::uint64_t address, source_frame_t& frame)
 {
-    Dwarf_Die die;
-    if (!unit.hasLines || ::dwarf_offdie(m_dwarf, unit.die, &die) == nullptr) return false;
-    Dwarf_Line* line = ::dwarf_getsrc_die(&die, address);
+    const line_t* line = unit.lines != nullptr ? unit.lines->find(address) : nullptr;
     if (line == nullptr) return false;
-    const char* file = ::dwarf_linesrc(line, nullptr, nullptr);
-    int number = 0;
-    if (file != nullptr) frame.file = absolutePath(die, file);
-    if (::dwarf_lineno(line, &number) == 0 && number > 0)
-        frame.line = static_cast<std::uint32_t>(number);
-    if (::dwarf_linecol(line, &number) == 0 && number > 0)
-        frame.column = static_cast<std::uint32_t>(number);
+    frame.file = pathOf(unit, line->file);
+    frame.line = line->line;
+    frame.column = line->column;
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include "elf_file.h"
 #include "interval_map.h"
 #include "layout.h"
+#include "unit_lines.h"
 #include "unit_scopes.h"
 #include "work_limit.h"
 
@@ -12,10 +13,10 @@
 #include <elfutils/libdw.h>
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 namespace GLYPH_3_30 {
@@ -42,8 +43,8 @@ private:
     struct unit_t {
         Dwarf_Off die = 0;
         bool isRead = false;
-        bool hasLines = false;
-        bool isMangling = false; ///< its language has names that differ from the linker's
+        bool isMangling = false;    ///< its language has names that differ from the linker's
+        UnitLines* lines = nullptr; ///< null without
         unit_scopes_t scopes;
     };
 
@@ -52,9 +53,12 @@ private:
     void indexUnits();
     void addUnit(Dwarf_Off die, IntervalPainter& painter);
     void readUnit(unit_t& unit);
-    bool hasLines(Dwarf_Die& die);
+    UnitLines* linesOf(Dwarf_Die& die);
+    void readLines(const unit_t& unit);
     void fillName(const unit_t& unit, scope_t& scope);
-    /// A path of the unit, with its folder of compilation in front if it is relative.
+    /// Path of a file of the unit, which has lines; empty when unknown.
+    const char* pathOf(const unit_t& unit, std::uint32_t file);
+    /// `path` with the unit's folder of compilation in front if it is relative.
     const char* absolutePath(Dwarf_Die& unit, const char* path);
     static void addFrame(const unit_t& unit, const scope_t& scope, std::uint64_t address,
                          const source_frame_t& place, std::vector<source_frame_t>& frames);
@@ -66,7 +70,7 @@ private:
     std::uint64_t m_bytes; ///< of all debug sections
     WorkLimit m_limit;
     WorkLimit m_lineLimit{0};
-    std::map<Dwarf_Word, bool> m_usableLines; ///< by the offset of a line program
+    std::map<Dwarf_Word, std::unique_ptr<UnitLines>> m_lineTables; ///< by offset; null if unusable
     std::unique_ptr<ElfFile> m_altFile;
     Dwarf* m_alt = nullptr;
     Dwarf* m_dwarf = nullptr;
@@ -74,7 +78,7 @@ private:
     std::span<const std::byte> m_abbreviations;
     std::vector<unit_t> m_units;
     IntervalMap m_unitByAddress;
-    std::unordered_map<const char*, std::string> m_paths; ///< by the path that is relative
+    std::deque<std::string> m_paths; ///< that were joined
     bool m_isIndexed = false;
     std::vector<std::string> m_faults;
 };

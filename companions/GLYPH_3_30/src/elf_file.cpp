@@ -15,6 +15,9 @@ namespace {
 /// Largest section that is read at once, so that a sparse file cannot fill the memory.
 constexpr std::uint64_t g_maxSectionBytes = std::uint64_t{4} << 30;
 constexpr std::size_t g_blockBytes = 1 << 16;
+/// Most section headers of a file; a large object has some hundred thousand. The library keeps some
+/// hundred bytes of each.
+constexpr std::uint64_t g_maxSections = 1 << 20;
 
 std::string systemFault(const char* what)
 {
@@ -63,6 +66,48 @@ ssize_t readAt(int fd, char* bytes, std::size_t size, std::uint64_t offset)
         filled += static_cast<std::size_t>(got);
     }
     return static_cast<ssize_t>(filled);
+}
+
+/// `number` as the file has it, in the order of this machine.
+template <class T>
+std::uint64_t inOrder(T number, bool isSwapped)
+{
+    if (!isSwapped) return number;
+    if constexpr (sizeof number == 2) return __builtin_bswap16(number);
+    if constexpr (sizeof number == 4) return __builtin_bswap32(number);
+    return __builtin_bswap64(number);
+}
+
+/// How many section headers a file with headers of these types claims to have. `read` gets bytes of
+/// the file.
+template <class Header, class Section, class Read>
+std::uint64_t claimedSections(const Read& read)
+{
+    Header header;
+    Section first;
+    if (!read(&header, sizeof header, 0)) return 0;
+    const bool isSwapped = header.e_ident[EI_DATA] == ELFDATA2MSB;
+    const std::uint64_t place = inOrder(header.e_shoff, isSwapped);
+    // A number that is too large for the header stands in the first section.
+    if (header.e_shnum != 0 || place == 0) return inOrder(header.e_shnum, isSwapped);
+    return read(&first, sizeof first, place) ? inOrder(first.sh_size, isSwapped) : 0;
+}
+
+/// The same of a file, or of `bytes` without one; 0 when it is no ELF file, which is for others to
+/// tell.
+std::uint64_t claimedSections(int fd, const std::vector<char>& bytes)
+{
+    const auto read = [&](void* to, std::size_t size, std::uint64_t offset) {
+        if (fd >= 0)
+            return readAt(fd, static_cast<char*>(to), size, offset) == static_cast<ssize_t>(size);
+        if (offset > bytes.size() || bytes.size() - offset < size) return false;
+        std::memcpy(to, bytes.data() + offset, size);
+        return true;
+    };
+    unsigned char ident[EI_NIDENT];
+    if (!read(ident, sizeof ident, 0) || std::memcmp(ident, ELFMAG, SELFMAG) != 0) return 0;
+    return ident[EI_CLASS] == ELFCLASS32 ? claimedSections<Elf32_Ehdr, Elf32_Shdr>(read)
+                                         : claimedSections<Elf64_Ehdr, Elf64_Shdr>(read);
 }
 
 /// CRC-32 of the polynomial 0xEDB88320, as debug links have it.
@@ -130,6 +175,10 @@ ElfFile::~ElfFile()
 
 bool ElfFile::begin(std::string& fault)
 {
+    if (claimedSections(m_fd, m_bytes) > g_maxSections) {
+        fault = "it claims to have more than " + std::to_string(g_maxSections) + " sections";
+        return false;
+    }
     ::elf_version(EV_CURRENT);
     m_elf = m_fd >= 0 ? ::elf_begin(m_fd, ELF_C_READ, nullptr)
                       : ::elf_memory(m_bytes.data(), m_bytes.size());

@@ -1,6 +1,7 @@
 #include "interval_map.h"
 
-#include <algorithm>
+#include "last_up_to.h"
+
 #include <iterator>
 #include <utility>
 
@@ -8,17 +9,19 @@ namespace GLYPH_3_30 {
 
 const piece_t* IntervalMap::find(std::uint64_t address) const noexcept
 {
-    const auto behind =
-        std::upper_bound(m_pieces.begin(), m_pieces.end(), address,
-                         [](std::uint64_t a, const piece_t& piece) { return a < piece.start; });
-    if (behind == m_pieces.begin()) return nullptr;
-    const piece_t& piece = *std::prev(behind);
-    return address < piece.end ? &piece : nullptr;
+    const piece_t* piece =
+        lastUpTo(m_pieces, address, [](const piece_t& p) noexcept { return p.start; });
+    return piece != nullptr && address < piece->end ? piece : nullptr;
 }
 
 void IntervalPainter::paint(range_t range, std::uint32_t value)
 {
     if (range.start >= range.end) return;
+    // Mostly they come by address.
+    if (m_paint.empty() || std::prev(m_paint.end())->second.end <= range.start) {
+        m_paint.emplace_hint(m_paint.end(), range.start, paint_t{range.end, value});
+        return;
+    }
     cutAt(range.start);
     cutAt(range.end);
     const auto first = m_paint.lower_bound(range.start);

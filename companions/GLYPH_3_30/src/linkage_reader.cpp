@@ -18,8 +18,8 @@ constexpr std::uint64_t g_shortEntryBytes = 8;
 
 /// Names of functions by the address of the slot that gets their address.
 using slots_t = std::map<std::uint64_t, const char*>;
-/// A name of each function by its address.
-using functions_t = std::map<std::uint64_t, const char*>;
+/// Addresses of slots by that of the function which chooses what goes there.
+using choosers_t = std::multimap<std::uint64_t, std::uint64_t>;
 
 /// The texts and entries of the symbol table that a relocation section refers to.
 struct linked_symbols_t {
@@ -46,8 +46,8 @@ linked_symbols_t linkedSymbols(Elf* elf, std::size_t index)
     return {TextTable(::elf_getscn(elf, header.sh_link)), ::elf_getdata(table, nullptr)};
 }
 
-void readSlots(Elf* elf, Elf_Scn* section, const GElf_Shdr& header, const functions_t& functions,
-               slots_t& slots)
+void readSlots(Elf* elf, Elf_Scn* section, const GElf_Shdr& header, slots_t& slots,
+               choosers_t& choosers)
 {
     const linked_symbols_t linked = linkedSymbols(elf, header.sh_link);
     Elf_Data* data = ::elf_getdata(section, nullptr);
@@ -58,21 +58,27 @@ void readSlots(Elf* elf, Elf_Scn* section, const GElf_Shdr& header, const functi
         if (type == R_X86_64_JUMP_SLOT || type == R_X86_64_GLOB_DAT) {
             name = linked.nameOf(GELF_R_SYM(entry.r_info));
         } else if (type == R_X86_64_IRELATIVE) {
-            const auto found = functions.find(static_cast<std::uint64_t>(entry.r_addend));
-            if (found != functions.end()) name = found->second;
+            choosers.emplace(static_cast<std::uint64_t>(entry.r_addend), entry.r_offset);
         }
         if (name != nullptr && *name != '\0') slots.emplace(entry.r_offset, name);
     }
 }
 
-slots_t readAllSlots(Elf* elf, const functions_t& functions)
+slots_t readAllSlots(Elf* elf, const std::vector<symbol_t>& symbols)
 {
     slots_t slots;
+    choosers_t choosers;
     for (Elf_Scn* section = nullptr; (section = ::elf_nextscn(elf, section)) != nullptr;) {
         GElf_Shdr header;
         if (::gelf_getshdr(section, &header) != nullptr && header.sh_type == SHT_RELA &&
             (header.sh_flags & SHF_COMPRESSED) == 0 && header.sh_size <= g_maxTableBytes)
-            readSlots(elf, section, header, functions, slots);
+            readSlots(elf, section, header, slots, choosers);
+    }
+    for (const symbol_t& symbol : symbols) {
+        if (choosers.empty() || symbol.kind != symbol_kind_t::function) continue;
+        const auto [first, behind] = choosers.equal_range(symbol.start);
+        for (auto chooser = first; chooser != behind; ++chooser)
+            slots.emplace(chooser->second, symbol.name);
     }
     return slots;
 }
@@ -103,10 +109,7 @@ void readLinkageTables(const ElfFile& file, const Layout& layout, std::deque<std
                        std::vector<symbol_t>& symbols)
 {
     if (layout.machine() != EM_X86_64) return;
-    functions_t functions;
-    for (const symbol_t& symbol : symbols)
-        if (symbol.kind == symbol_kind_t::function) functions.emplace(symbol.start, symbol.name);
-    const slots_t slots = readAllSlots(file.elf(), functions);
+    const slots_t slots = readAllSlots(file.elf(), symbols);
     for (const std::string_view table : {".plt", ".plt.sec", ".plt.got", ".iplt"}) {
         Elf_Scn* section = findSection(file.elf(), table);
         GElf_Shdr header;

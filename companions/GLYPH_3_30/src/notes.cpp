@@ -1,5 +1,7 @@
 #include "notes.h"
 
+#include "work_limit.h"
+
 #include <gelf.h>
 
 #include <algorithm>
@@ -12,6 +14,8 @@ namespace {
 constexpr std::size_t g_maxIdBytes = 64;
 constexpr std::size_t g_maxNameBytes = 4096;
 constexpr std::size_t g_maxNoteBytes = 1 << 20;
+/// All notes that are read before the build id is found; a sparse file could have any number.
+constexpr std::size_t g_maxAllNoteBytes = 4 << 20;
 
 std::string hexOf(std::span<const std::byte> bytes)
 {
@@ -42,11 +46,13 @@ std::string buildIdIn(Elf_Data* notes)
 
 std::string buildIdInSections(Elf* elf)
 {
+    WorkLimit limit(g_maxAllNoteBytes);
     for (Elf_Scn* section = nullptr; (section = ::elf_nextscn(elf, section)) != nullptr;) {
         GElf_Shdr header;
         if (::gelf_getshdr(section, &header) == nullptr || header.sh_type != SHT_NOTE ||
             header.sh_size > g_maxNoteBytes)
             continue;
+        if (!limit.spend(header.sh_size)) return {};
         std::string id = buildIdIn(::elf_getdata(section, nullptr));
         if (!id.empty()) return id;
     }
@@ -56,11 +62,13 @@ std::string buildIdInSections(Elf* elf)
 std::string buildIdInSegments(Elf* elf)
 {
     std::size_t count = 0;
+    WorkLimit limit(g_maxAllNoteBytes);
     if (::elf_getphdrnum(elf, &count) != 0) return {};
     for (std::size_t i = 0; i < count; ++i) {
         GElf_Phdr header;
         if (::gelf_getphdr(elf, static_cast<int>(i), &header) == nullptr) return {};
         if (header.p_type != PT_NOTE || header.p_filesz > g_maxNoteBytes) continue;
+        if (!limit.spend(header.p_filesz)) return {};
         std::string id = buildIdIn(
             ::elf_getdata_rawchunk(elf, static_cast<std::int64_t>(header.p_offset), header.p_filesz,
                                    header.p_align == 8 ? ELF_T_NHDR8 : ELF_T_NHDR));

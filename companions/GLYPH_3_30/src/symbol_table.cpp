@@ -33,9 +33,9 @@ auto rank(const symbol_t& symbol)
                       symbol.binding == symbol_binding_t::weak, ~symbol.size);
 }
 
-bool isBefore(const symbol_t& a, const symbol_t& b)
+/// Of two that start together.
+bool isPreferred(const symbol_t& a, const symbol_t& b)
 {
-    if (a.start != b.start) return a.start < b.start;
     const auto rankOfA = rank(a);
     const auto rankOfB = rank(b);
     if (rankOfA != rankOfB) return rankOfA < rankOfB;
@@ -49,6 +49,20 @@ bool isSame(const symbol_t& a, const symbol_t& b)
            compareNames(a.name, b.name) == 0;
 }
 
+/// By address and preference. Few start together, and comparing names is left to those.
+void sortSymbols(std::vector<symbol_t>& symbols)
+{
+    const auto isLower = [](const symbol_t& a, const symbol_t& b) { return a.start < b.start; };
+    if (!std::is_sorted(symbols.begin(), symbols.end(), isLower))
+        std::sort(symbols.begin(), symbols.end(), isLower);
+    for (auto first = symbols.begin(); first != symbols.end();) {
+        const auto behind = std::find_if(
+            first, symbols.end(), [&](const symbol_t& s) { return s.start != first->start; });
+        std::sort(first, behind, isPreferred);
+        first = behind;
+    }
+}
+
 bool startsBefore(const symbol_t& symbol, std::uint64_t address)
 {
     return symbol.start < address;
@@ -59,7 +73,7 @@ bool startsBefore(const symbol_t& symbol, std::uint64_t address)
 SymbolTable::SymbolTable(std::vector<symbol_t> symbols, const Layout& layout)
     : m_symbols(std::move(symbols))
 {
-    std::sort(m_symbols.begin(), m_symbols.end(), isBefore);
+    sortSymbols(m_symbols);
     m_symbols.erase(std::unique(m_symbols.begin(), m_symbols.end(), isSame), m_symbols.end());
     m_symbols.shrink_to_fit();
     fillEnds(layout);

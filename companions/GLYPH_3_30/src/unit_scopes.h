@@ -23,6 +23,7 @@ struct scope_t {
     // What is looked up when it is asked for:
     bool isNamed = false;
     bool isMangled = false; ///< `function` is the name that the linker knows
+    bool isShort = true;    ///< a symbol may say more than `function`
     const char* function = "";
     const char* callFile = "";
     std::uint32_t callLine = 0;

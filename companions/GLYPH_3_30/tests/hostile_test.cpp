@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
@@ -353,6 +354,62 @@ TEST(Hostile, aSharedDebugFileThatIsAPipeIsNotWaitedFor)
     EXPECT_EQ(bank->getFaults(),
               std::vector<std::string>{
                   path + ": the shared debug file alt_pipe is not there or does not fit"});
+}
+
+/// A sparse file of `size` bytes that begins with a header of `count` sections, the first of which
+/// is at once behind it.
+std::string sparseFile(const std::string& name, std::uint64_t size, std::uint16_t count,
+                       const std::vector<Elf64_Shdr>& sections)
+{
+    Elf64_Ehdr header = {};
+    std::memcpy(header.e_ident, ELFMAG, SELFMAG);
+    header.e_ident[EI_CLASS] = ELFCLASS64;
+    header.e_ident[EI_DATA] = ELFDATA2LSB;
+    header.e_ident[EI_VERSION] = EV_CURRENT;
+    header.e_type = ET_DYN;
+    header.e_machine = EM_X86_64;
+    header.e_version = EV_CURRENT;
+    header.e_ehsize = sizeof header;
+    header.e_shoff = sizeof header;
+    header.e_shentsize = sizeof(Elf64_Shdr);
+    header.e_shnum = count;
+    std::ofstream out(scratch() + name, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(&header), sizeof header);
+    out.write(reinterpret_cast<const char*>(sections.data()),
+              static_cast<std::streamsize>(sections.size() * sizeof sections[0]));
+    out.close();
+    std::filesystem::resize_file(scratch() + name, size);
+    return scratch() + name;
+}
+
+TEST(Hostile, moreSectionsThanAnyFileNeedsAreRefused)
+{
+    Elf64_Shdr first = {};
+    first.sh_size = 50000000;
+    const std::string path =
+        sparseFile("sections", sizeof(Elf64_Ehdr) + first.sh_size * sizeof first, 0, {first});
+    expectCheap([&] {
+        std::string fault;
+        EXPECT_FALSE(IModuleImage::create(path.c_str(), 0, false, &fault));
+        EXPECT_EQ(fault, path + ": it claims to have more than 1048576 sections");
+    });
+}
+
+TEST(Hostile, notesBeyondReasonAreNotReadForABuildId)
+{
+    constexpr std::uint16_t count = 3000;
+    Elf64_Shdr note = {};
+    note.sh_type = SHT_NOTE;
+    note.sh_offset = sizeof(Elf64_Ehdr) + count * sizeof note;
+    note.sh_size = 1 << 20;
+    std::vector<Elf64_Shdr> sections(count, note);
+    sections[0] = {};
+    const std::string path = sparseFile("notes", note.sh_offset + note.sh_size, count, sections);
+    expectCheap([&] {
+        const auto image = openImage(path);
+        ASSERT_TRUE(image);
+        EXPECT_EQ(image->getBuildId(), "");
+    });
 }
 
 TEST(Hostile, aNameThatWouldGrowBeyondReasonStaysMangled)

@@ -5,7 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <ostream>
 #include <random>
@@ -125,6 +128,53 @@ std::string make(const std::string& compiler, const std::string& flags, const st
     return isMade ? out : std::string();
 }
 
+// What stands in the place of a path.
+constexpr const char* g_command = "command ";
+constexpr const char* g_vdso = "vdso";
+constexpr const char* g_ownSources = "own sources";
+
+/// Copies the code that the kernel maps into every process to a file.
+std::string dumpVdso()
+{
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+        if (line.find("[vdso]") == std::string::npos) continue;
+        const std::uint64_t start = fromHex(line);
+        const std::uint64_t end = fromHex(line.substr(line.find('-') + 1));
+        std::ofstream out(folder().path(g_vdso), std::ios::binary);
+        out.write(reinterpret_cast<const char*>(start), static_cast<std::streamsize>(end - start));
+        return folder().path(g_vdso);
+    }
+    return {};
+}
+
+/// A shared object of sources of this tree, with debug information.
+std::string makeOwnSources()
+{
+    const std::string out = folder().path("ownSources");
+    return runTool("cd " GLYPH_TEST_SOURCES "/src && g++ -std=c++20 -O2 -g -fPIC -shared "
+                   "-I ../include -I ../../toolbelt2/include -I ../../PORTA_2_18/include -o " +
+                   out +
+                   " bank_impl.cpp debug_info.cpp interval_map.cpp layout.cpp linkage_reader.cpp "
+                   "notes.cpp symbol_reader.cpp symbol_table.cpp unit_lines.cpp unit_scopes.cpp")
+                   .isGood
+               ? out
+               : std::string();
+}
+
+std::string pathOfMachine(const std::string& what)
+{
+    if (what == g_vdso) return dumpVdso();
+    if (what == g_ownSources) return makeOwnSources();
+    if (what.empty()) return std::filesystem::read_symlink("/proc/self/exe");
+    const bool isCommand = what.starts_with(g_command);
+    std::string question = isCommand ? "command -v " + what.substr(std::strlen(g_command))
+                                     : "g++ -print-file-name=" + what;
+    const auto found = linesOf(runTool(question).text);
+    if (found.empty() || !std::filesystem::exists(found[0])) return {};
+    return std::filesystem::canonical(found[0]);
+}
+
 } // namespace
 
 std::ostream& operator<<(std::ostream& out, const subject_t& subject)
@@ -135,7 +185,7 @@ std::ostream& operator<<(std::ostream& out, const subject_t& subject)
 std::vector<subject_t> allSubjects()
 {
     const std::string o2 = "-O2 -g ";
-    return {
+    std::vector<subject_t> subjects = {
         {"pie", o2 + "-fPIE -pie", "g++", ""},
         {"fixed", o2 + "-fno-pie -no-pie", "g++", ""},
         {"unoptimised", "-O0 -g", "g++", ""},
@@ -153,6 +203,9 @@ std::vector<subject_t> allSubjects()
         {"compressed", o2 + "-gz=zlib", "g++", ""},
         {"compressedOldWay", o2 + "-gz=zlib-gnu", "g++", ""},
         {"stripped", o2, "g++", "strip", "strip $OUT"},
+        {"separateDebugFile", o2, "g++", "objcopy",
+         "objcopy --only-keep-debug $OUT $OUT.debug; strip $OUT; "
+         "objcopy --add-gnu-debuglink=$OUT.debug $OUT"},
         {"gold", o2 + "-fuse-ld=gold", "g++", "ld.gold"},
         {"lld", o2 + "-fuse-ld=lld", "g++", "ld.lld"},
         {"lldFixed", o2 + "-no-pie -fuse-ld=lld", "g++", "ld.lld"},
@@ -164,7 +217,18 @@ std::vector<subject_t> allSubjects()
         {"libm", "libm.so.6", "", ""},
         {"dynamicLinker", "ld-linux-x86-64.so.2", "", ""},
         {"thisProgram", "", "", ""},
+        {"vdso", g_vdso, "", ""},
     };
+    if (std::getenv("GLYPH_TEST_ALL_BINARIES") == nullptr) return subjects;
+    subjects.push_back({"ownSources", g_ownSources, "", ""});
+    for (const char* name :
+         {"bash", "cmake", "gdb", "git", "ld", "openssl", "perf", "perl", "python3", "sqlite3"})
+        subjects.push_back({name, std::string(g_command) + name, "", name});
+    for (const auto& [label, file] : {std::pair{"libcrypto", "libcrypto.so"},
+                                      {"libdw", "libdw.so"},
+                                      {"libgcc", "libgcc_s.so.1"}})
+        subjects.push_back({label, file, "", ""});
+    return subjects;
 }
 
 std::string pathOf(const subject_t& subject)
@@ -176,12 +240,8 @@ std::string pathOf(const subject_t& subject)
     if (!subject.compiler.empty()) {
         place->second =
             make(subject.compiler, subject.flags, folder().path(subject.label), subject.then);
-    } else if (subject.flags.empty()) {
-        place->second = std::filesystem::read_symlink("/proc/self/exe");
     } else {
-        const auto found = linesOf(runTool("g++ -print-file-name=" + subject.flags).text);
-        if (!found.empty() && std::filesystem::exists(found[0]))
-            place->second = std::filesystem::canonical(found[0]);
+        place->second = pathOfMachine(subject.flags);
     }
     return place->second;
 }

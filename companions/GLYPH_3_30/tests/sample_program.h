@@ -15,7 +15,7 @@ namespace glyph_test {
 /// A binary to ask about.
 struct subject_t {
     std::string label;     ///< a word
-    std::string flags;     ///< for the compiler; for a binary of the machine, its path
+    std::string flags;     ///< for the compiler; for a binary of the machine, where it is
     std::string compiler;  ///< empty: a binary of the machine
     std::string needs;     ///< a tool without which there is no such binary
     std::string then = {}; ///< a command to run on the binary, which it knows as $OUT
@@ -28,7 +28,8 @@ inline std::string labelOf(const testing::TestParamInfo<subject_t>& info)
     return info.param.label;
 }
 
-/// What is compiled in all ways, and what the machine has.
+/// What is compiled in all ways, and what the machine has: more of it with GLYPH_TEST_ALL_BINARIES
+/// in the environment.
 std::vector<subject_t> allSubjects();
 
 /// Path of the binary, made by the first question for it; empty when the machine cannot.

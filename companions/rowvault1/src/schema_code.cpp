@@ -40,12 +40,39 @@ constexpr column_t g_moduleSegment[] = {
 constexpr column_t g_function[] = {
     {0, "name", text, "", "Name of the function."},
     {1, "module", s32, "dd_module_file", "Module that holds it."},
+    {2, "start", u64, "",
+     "First byte, relative to the module as in dd_code_location; empty where no symbol tells it."},
+    {3, "size", u64, "", "Bytes of it; empty where no symbol tells them."},
+    {4, "raw_name", text, "", "The name as the module has it; empty when it is the same."},
+};
+
+constexpr column_t g_sourceFile[] = {
+    {0, "path", text, "", "Path of the source file as debug information has it."},
+};
+
+constexpr column_t g_inlined[] = {
+    {0, "function", s32, "dd_function", "Function that was inlined."},
+    {1, "caller", s32, "dd_inlined",
+     "Inlined function that it was inlined into; empty when that is the place's own function."},
+    {2, "call_file", s32, "dd_source_file", "Source file of the call that it stands for."},
+    {3, "call_line", s32, "", "Line of that call; empty when not known."},
+};
+
+constexpr column_t g_missingName[] = {
+    {0, "reason", text, "", "Why there is no name."},
 };
 
 constexpr column_t g_codeName[] = {
     {0, "mod_seg", s32, "dd_module_segment", "Segment of the place, as in dd_code_location."},
     {1, "rva", u64, "", "Relative address of the place, as in dd_code_location."},
-    {2, "function", s32, "dd_function", "Function that holds the place."},
+    {2, "function", s32, "dd_function", "Function that holds the place; empty when none does."},
+    {3, "source_file", s32, "dd_source_file", "Source file of the place; empty when not known."},
+    {4, "line", s32, "",
+     "Line in it; empty when not known. Of a place that was only met as a "
+     "caller it is the line of the call."},
+    {5, "inlined", s32, "dd_inlined",
+     "Innermost of the functions inlined at the place; empty when there are none."},
+    {6, "missing", s32, "dd_missing_name", "Why the place has no function; empty when it has."},
 };
 
 constexpr column_t g_jitRegion[] = {
@@ -71,7 +98,13 @@ constexpr table_t g_tables[] = {
     {"dd_function", table_kind_t::attribute, "A row per function that a name was found for.",
      g_function},
     {"dd_code_name", table_kind_t::attribute,
-     "A row per distinct place in code whose function is known.", g_codeName, "mod_seg, rva"},
+     "A row per distinct place in code of a module that has names.", g_codeName, "mod_seg, rva"},
+    {"dd_source_file", table_kind_t::attribute, "A row per source file.", g_sourceFile},
+    {"dd_inlined", table_kind_t::attribute,
+     "A row per call that a compiler replaced by the function's code, with what it is inside of.",
+     g_inlined},
+    {"dd_missing_name", table_kind_t::attribute, "A row per reason why names are missing.",
+     g_missingName},
     {"dd_jit_region", table_kind_t::attribute,
      "A row per piece of generated code in which a frame lies.", g_jitRegion},
 };

@@ -25,6 +25,24 @@ constexpr column_t g_moduleFileAttributes[] = {
      "1 when the module may be resolved further, 0 when it was ruled out."},
 };
 
+constexpr column_t g_moduleSearch[] = {
+    {0, "module", s32, "dd_module_file", "Module that was looked for."},
+    {1, "found", text, "", "File that was taken for it on the machine of the load; empty: none."},
+    {2, "symbols", text, "", "Further file that its names and lines were taken from; empty: none."},
+    {3, "missing", s32, "dd_missing_name",
+     "Why places in it that have no row in dd_code_name have no name; empty when all have."},
+};
+
+constexpr column_t g_moduleAttempt[] = {
+    {0, "search", s32, "dd_module_search", "Search that it belongs to."},
+    {1, "step", s32, "", "Counts the tries of one search, from 0, in their order."},
+    {2, "purpose", text, "", "binary or symbols."},
+    {3, "place", text, "", "Kind of place, as \"path\" or \"build id cache\"."},
+    {4, "path", text, "", "Path that was tried."},
+    {5, "refusal", text, "", "Why it was not taken; empty for the file that was."},
+    {6, "detail", text, "", "More about that; may be empty."},
+};
+
 constexpr column_t g_jitFile[] = {
     {0, "name", text, "", "Name of the source of generated code."},
     {1, "path", text, "", "Path of the source of generated code."},
@@ -35,6 +53,10 @@ constexpr table_t g_tables[] = {
     {"dd_module_file", table_kind_t::attribute, "A row per module file.", g_moduleFile},
     {"dd_module_file_attributes", table_kind_t::attribute, "Further attributes of module files.",
      g_moduleFileAttributes},
+    {"dd_module_search", table_kind_t::attribute,
+     "A row per search for a module's file; of several the last one holds.", g_moduleSearch},
+    {"dd_module_attempt", table_kind_t::attribute,
+     "A row per path at which a module's file was looked for.", g_moduleAttempt},
     {"dd_jit_file", table_kind_t::attribute, "A row per source of generated code.", g_jitFile},
 };
 

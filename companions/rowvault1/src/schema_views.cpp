@@ -27,6 +27,8 @@ constexpr column_t g_samples[] = {
     {16, "next_callsite", s32, "dd_callsite",
      "Call chain of the sample that followed; null where there is none."},
     {17, "function", text, "", "Function that was sampled; null where it is not known."},
+    {18, "file", text, "", "Source file that was sampled; null where it is not known."},
+    {19, "line", s32, "", "Line in it; null where it is not known."},
 };
 
 constexpr std::string_view g_samplesSelect = R"(
@@ -44,7 +46,16 @@ SELECT i.start_tsc AS start_tsc, i.end_tsc AS end_tsc, e.name AS event,
           JOIN dd_code_location AS l ON l.id = k.code_loc
           JOIN dd_code_name AS n ON n.mod_seg = l.mod_seg AND n.rva = l.rva
           JOIN dd_function AS fn ON fn.id = n.function
-         WHERE k.id = i.callsite LIMIT 1) AS function
+         WHERE k.id = i.callsite LIMIT 1) AS function,
+       (SELECT sf.path FROM dd_callsite AS k
+          JOIN dd_code_location AS l ON l.id = k.code_loc
+          JOIN dd_code_name AS n ON n.mod_seg = l.mod_seg AND n.rva = l.rva
+          JOIN dd_source_file AS sf ON sf.id = n.source_file
+         WHERE k.id = i.callsite LIMIT 1) AS file,
+       (SELECT n.line FROM dd_callsite AS k
+          JOIN dd_code_location AS l ON l.id = k.code_loc
+          JOIN dd_code_name AS n ON n.mod_seg = l.mod_seg AND n.rva = l.rva
+         WHERE k.id = i.callsite LIMIT 1) AS line
   FROM sample_instance AS i
   LEFT JOIN dd_sample AS s ON s.id = i.sample
   LEFT JOIN dd_event_type AS e ON e.id = i.event_type
@@ -63,6 +74,8 @@ constexpr column_t g_frames[] = {
     {2, "module", text, "", "Name of the module of the frame."},
     {3, "rva", text, "", "Address relative to the module, as 0x and hexadecimal digits."},
     {4, "function", text, "", "Name of the function; null where it is not known."},
+    {5, "file", text, "", "Source file; null where it is not known."},
+    {6, "line", s32, "", "Line in it, of a caller that of the call; null where it is not known."},
 };
 
 constexpr std::string_view g_framesSelect = R"(
@@ -73,14 +86,70 @@ WITH RECURSIVE walk(callsite, depth, at) AS (
     FROM walk JOIN dd_callsite AS inner_frame ON inner_frame.id = walk.at
    WHERE inner_frame.parent > 0 AND inner_frame.parent < walk.at)
 SELECT walk.callsite AS callsite, walk.depth AS depth, f.name AS module,
-       CASE WHEN l.rva IS NOT NULL THEN printf('0x%llx', l.rva) END AS rva, fn.name AS function
+       CASE WHEN l.rva IS NOT NULL THEN printf('0x%llx', l.rva) END AS rva, fn.name AS function,
+       sf.path AS file, n.line AS line
   FROM walk
   JOIN dd_callsite AS k ON k.id = walk.at
   LEFT JOIN dd_code_location AS l ON l.id = k.code_loc
   LEFT JOIN dd_module_segment AS ms ON ms.id = l.mod_seg
   LEFT JOIN dd_module_file AS f ON f.id = ms.module
   LEFT JOIN dd_code_name AS n ON n.mod_seg = l.mod_seg AND n.rva = l.rva
-  LEFT JOIN dd_function AS fn ON fn.id = n.function)";
+  LEFT JOIN dd_function AS fn ON fn.id = n.function
+  LEFT JOIN dd_source_file AS sf ON sf.id = n.source_file)";
+
+constexpr column_t g_code[] = {
+    {0, "location", s32, "dd_code_location", "Place in code."},
+    {1, "module", text, "", "Name of its module; null outside modules."},
+    {2, "rva", text, "", "Address relative to the module, as 0x and hexadecimal digits."},
+    {3, "function", text, "", "Name of the function; null where it is not known."},
+    {4, "file", text, "", "Source file; null where it is not known."},
+    {5, "line", s32, "", "Line in it; null where it is not known."},
+    {6, "missing", text, "", "Why it has no function; null when it has."},
+};
+
+constexpr std::string_view g_codeSelect = R"(
+SELECT l.id AS location, f.name AS module,
+       CASE WHEN l.rva IS NOT NULL THEN printf('0x%llx', l.rva) END AS rva, fn.name AS function,
+       sf.path AS file, n.line AS line,
+       CASE WHEN fn.name IS NULL THEN
+         coalesce(w.reason, wm.reason,
+                  CASE WHEN f.id IS NULL THEN 'outside every known module'
+                       ELSE 'names were not looked for' END) END AS missing
+  FROM dd_code_location AS l
+  LEFT JOIN dd_module_segment AS ms ON ms.id = l.mod_seg
+  LEFT JOIN dd_module_file AS f ON f.id = ms.module
+  LEFT JOIN dd_code_name AS n ON n.mod_seg = l.mod_seg AND n.rva = l.rva
+  LEFT JOIN dd_function AS fn ON fn.id = n.function
+  LEFT JOIN dd_source_file AS sf ON sf.id = n.source_file
+  LEFT JOIN dd_missing_name AS w ON w.id = n.missing
+  LEFT JOIN dd_missing_name AS wm ON wm.id =
+    (SELECT x.missing FROM dd_module_search AS x WHERE x.module = f.id
+      ORDER BY x.id DESC LIMIT 1))";
+
+constexpr column_t g_inlinedFrames[] = {
+    {0, "location", s32, "dd_code_location", "Place in code at which functions were inlined."},
+    {1, "depth", s32, "", "0 for the innermost; the last is the function that has the code."},
+    {2, "function", text, "", "Name of the function."},
+    {3, "file", text, "", "Source file of the place in that function; null where not known."},
+    {4, "line", s32, "", "Line in it, of an outer function that of the call; null: not known."},
+};
+
+constexpr std::string_view g_inlinedFramesSelect = R"(
+WITH RECURSIVE walk(location, outermost, depth, at, file, line) AS (
+  SELECT l.id, n.function, 0, n.inlined, n.source_file, n.line
+    FROM dd_code_location AS l
+    JOIN dd_code_name AS n ON n.mod_seg = l.mod_seg AND n.rva = l.rva
+   WHERE n.inlined IS NOT NULL
+  UNION ALL
+  SELECT walk.location, walk.outermost, walk.depth + 1, i.caller, i.call_file, i.call_line
+    FROM walk JOIN dd_inlined AS i ON i.id = walk.at WHERE walk.depth < 1000)
+SELECT walk.location AS location, walk.depth AS depth, fn.name AS function,
+       sf.path AS file, walk.line AS line
+  FROM walk
+  LEFT JOIN dd_inlined AS i ON i.id = walk.at
+  LEFT JOIN dd_function AS fn
+         ON fn.id = CASE WHEN walk.at IS NULL THEN walk.outermost ELSE i.function END
+  LEFT JOIN dd_source_file AS sf ON sf.id = walk.file)";
 
 constexpr column_t g_jitCode[] = {
     {0, "pid", s32, "", "Process that generated the code."},
@@ -154,11 +223,37 @@ constexpr column_t g_modules[] = {
     {2, "path", text, "", "Path of the module as the recording has it."},
     {3, "md5", text, "", "MD5 checksum, hexadecimal."},
     {4, "build_id", text, "", "Build id, hexadecimal."},
+    {5, "found", text, "", "File that was taken for it on the machine of the load; null: none."},
+    {6, "symbols", text, "", "Further file with its names and lines; null: none."},
+    {7, "missing", text, "", "Why places in it have no names; null when they have."},
 };
 
 constexpr std::string_view g_modulesSelect = R"(
-SELECT id AS module, name AS name, path AS path, md5 AS md5, build_id AS build_id
-  FROM dd_module_file)";
+SELECT f.id AS module, f.name AS name, f.path AS path, f.md5 AS md5, f.build_id AS build_id,
+       s.found AS found, s.symbols AS symbols, w.reason AS missing
+  FROM dd_module_file AS f
+  LEFT JOIN dd_module_search AS s ON s.module = f.id
+   AND s.id = (SELECT max(x.id) FROM dd_module_search AS x WHERE x.module = f.id)
+  LEFT JOIN dd_missing_name AS w ON w.id = s.missing)";
+
+constexpr column_t g_moduleAttempts[] = {
+    {0, "module", s32, "dd_module_file", "Module that was looked for."},
+    {1, "path", text, "", "Path of the module as the recording has it."},
+    {2, "step", s32, "", "Counts the tries for one module, from 0, in their order."},
+    {3, "purpose", text, "", "binary or symbols."},
+    {4, "place", text, "", "Kind of place."},
+    {5, "tried", text, "", "Path that was tried."},
+    {6, "refusal", text, "", "Why it was not taken; null for the file that was."},
+    {7, "detail", text, "", "More about that; null when there is no more."},
+};
+
+constexpr std::string_view g_moduleAttemptsSelect = R"(
+SELECT s.module AS module, f.path AS path, a.step AS step, a.purpose AS purpose, a.place AS place,
+       a.path AS tried, a.refusal AS refusal, a.detail AS detail
+  FROM dd_module_attempt AS a
+  JOIN dd_module_search AS s ON s.id = a.search
+   AND s.id = (SELECT max(x.id) FROM dd_module_search AS x WHERE x.module = s.module)
+  LEFT JOIN dd_module_file AS f ON f.id = s.module)";
 
 constexpr column_t g_quality[] = {
     {0, "reason", text, "", "Why something was dropped, repaired or guessed."},
@@ -182,6 +277,9 @@ constexpr view_t g_views[] = {
     {"samples", "A row per sampled interval, with names beside it.", g_samplesSelect, g_samples},
     {"frames", "A row per frame of every call chain, the leaf at depth 0.", g_framesSelect,
      g_frames},
+    {"code", "A row per place in code, with its names.", g_codeSelect, g_code},
+    {"inlined_frames", "A row per function at a place where functions were inlined.",
+     g_inlinedFramesSelect, g_inlinedFrames},
     {"jit_code", "A row per piece of generated code in which a frame lies.", g_jitCodeSelect,
      g_jitCode},
     {"cpu_running", "A row per span of time in which a thread was on a CPU.", g_cpuRunningSelect,
@@ -189,6 +287,8 @@ constexpr view_t g_views[] = {
     {"processes", "A row per life of a process.", g_processesSelect, g_processes},
     {"threads", "A row per life of a thread.", g_threadsSelect, g_threads},
     {"modules", "A row per module file.", g_modulesSelect, g_modules},
+    {"module_attempts", "A row per path at which a module's file was looked for.",
+     g_moduleAttemptsSelect, g_moduleAttempts},
     {"quality", "What was dropped, repaired or guessed, counted by reason.", g_qualitySelect,
      g_quality},
     {"load_info", "Facts about the load.", g_loadInfoSelect, g_loadInfo},

@@ -58,6 +58,25 @@ protected:
         record->insert(time);
     }
 
+    /// The first place in code is of `innermost`, inlined into `middle`, inlined into `compute`.
+    void nameSourceLine()
+    {
+        for (const char* const name : {"compute", "middle", "innermost"})
+            addRow(*result, "dd_function", {{0, variant_t(name)}, {1, variant_t(1)}});
+        for (const char* const path : {"/src/work.c", "/src/other.h", "/src/work.h"})
+            addRow(*result, "dd_source_file", {{0, variant_t(path)}});
+        addRow(*result, "dd_inlined", {{0, variant_t(2)}, {2, variant_t(1)}, {3, variant_t(30)}});
+        addRow(*result, "dd_inlined",
+               {{0, variant_t(3)}, {1, variant_t(1)}, {2, variant_t(2)}, {3, variant_t(20)}});
+        addRow(*result, "dd_code_name",
+               {{0, variant_t(1)},
+                {1, variant_t(std::uint64_t{0x1234})},
+                {2, variant_t(1)},
+                {3, variant_t(3)},
+                {4, variant_t(7)},
+                {5, variant_t(2)}});
+    }
+
     tb2::sptr_t<IResult> result;
 };
 
@@ -66,7 +85,7 @@ TEST_F(Views, SamplesShowNamesBesideTheKeysAndTheIpInHexadecimal)
     add(10, 1, 2, true);
     result->finish();
     EXPECT_EQ(shell("SELECT * FROM samples"), "1|10|cycles|100|105|work|worker|6|kernel|"
-                                              "0xffffffff81000000|vmlinux|500|0.5|2|1|cycles|2|");
+                                              "0xffffffff81000000|vmlinux|500|0.5|2|1|cycles|2|||");
 }
 
 TEST_F(Views, AMissingKeyShowsAsNull)
@@ -101,6 +120,95 @@ TEST_F(Views, SamplesAndFramesNameTheFunctionOfTheirPlace)
               "0|compute\n1|");
 }
 
+TEST_F(Views, SamplesAndFramesShowTheSourceLineOfTheirPlace)
+{
+    nameSourceLine();
+    add(10, 1, 2, false);
+    add(20, 1, 1, false);
+    result->finish();
+    EXPECT_EQ(shell("SELECT end_tsc, function, file, line FROM samples ORDER BY end_tsc"),
+              "10|compute|/src/work.h|7\n20|||");
+    EXPECT_EQ(shell("SELECT depth, function, file, line FROM frames WHERE callsite = 2 "
+                    "ORDER BY depth"),
+              "0|compute|/src/work.h|7\n1|||");
+}
+
+TEST_F(Views, APlaceWhoseRowHasNoFunctionTellsWhy)
+{
+    addRow(*result, "dd_missing_name", {{0, variant_t("no symbol covers it")}});
+    addRow(*result, "dd_code_name",
+           {{0, variant_t(1)}, {1, variant_t(std::uint64_t{0x1234})}, {6, variant_t(1)}});
+    add(10, 1, 2, false);
+    result->finish();
+    EXPECT_EQ(shell("SELECT * FROM code ORDER BY location"),
+              "1|vmlinux|0x1234||||no symbol covers it\n"
+              "2||0xffffffff81000000||||outside every known module");
+    EXPECT_EQ(shell("SELECT function IS NULL, line IS NULL FROM samples"), "1|1");
+}
+
+TEST_F(Views, AModuleTellsWhyItsPlacesWithoutARowHaveNoName)
+{
+    addRow(*result, "dd_missing_name", {{0, variant_t("no file was found")}});
+    addRow(*result, "dd_module_search", {{0, variant_t(1)}, {3, variant_t(1)}});
+    result->finish();
+    EXPECT_EQ(shell("SELECT missing FROM code WHERE location = 1"), "no file was found");
+    EXPECT_EQ(shell("SELECT missing FROM modules"), "no file was found");
+}
+
+TEST_F(Views, CodeThatNobodyLookedForSaysSo)
+{
+    result->finish();
+    EXPECT_EQ(shell("SELECT missing FROM code WHERE location = 1"), "names were not looked for");
+}
+
+TEST_F(Views, CodeShowsTheNamesOfAPlace)
+{
+    nameSourceLine();
+    result->finish();
+    EXPECT_EQ(shell("SELECT * FROM code WHERE location = 1"),
+              "1|vmlinux|0x1234|compute|/src/work.h|7|");
+}
+
+TEST_F(Views, InlinedFramesLeadFromTheInnermostToTheFunctionThatHasTheCode)
+{
+    nameSourceLine();
+    result->finish();
+    EXPECT_EQ(
+        shell("SELECT * FROM inlined_frames ORDER BY depth"),
+        "1|0|innermost|/src/work.h|7\n1|1|middle|/src/other.h|20\n1|2|compute|/src/work.c|30");
+}
+
+TEST_F(Views, AChainOfInlinedFunctionsThatLeadsBackToItselfEnds)
+{
+    addRow(*result, "dd_inlined", {{0, variant_t(1)}, {1, variant_t(1)}});
+    addRow(*result, "dd_code_name",
+           {{0, variant_t(1)}, {1, variant_t(std::uint64_t{0x1234})}, {5, variant_t(1)}});
+    result->finish();
+    EXPECT_EQ(shell("SELECT count(*) FROM inlined_frames"), "1001");
+}
+
+TEST_F(Views, ModulesAndAttemptsShowTheLastSearch)
+{
+    for (const char* const found : {"/old/vmlinux", "/new/vmlinux"}) {
+        const Index search = addRow(
+            *result, "dd_module_search",
+            {{0, variant_t(1)}, {1, variant_t(found)}, {2, variant_t("/new/vmlinux.debug")}});
+        addRow(*result, "dd_module_attempt",
+               {{0, variant_t(search.value())},
+                {1, variant_t(0)},
+                {2, variant_t("binary")},
+                {3, variant_t("path itself")},
+                {4, variant_t(found)},
+                {5, variant_t("build id")},
+                {6, variant_t("it has another")}});
+    }
+    result->finish();
+    EXPECT_EQ(shell("SELECT name, found, symbols, missing FROM modules"),
+              "vmlinux|/new/vmlinux|/new/vmlinux.debug|");
+    EXPECT_EQ(shell("SELECT * FROM module_attempts"),
+              "1|/boot/vmlinux|0|binary|path itself|/new/vmlinux|build id|it has another");
+}
+
 TEST_F(Views, GeneratedCodeShowsWhereAndWhenItWas)
 {
     addRow(*result, "dd_function", {{0, variant_t("compute")}, {1, variant_t(1)}});
@@ -128,7 +236,7 @@ TEST_F(Views, FramesCountFromTheLeaf)
 {
     result->finish();
     EXPECT_EQ(shell("SELECT * FROM frames WHERE callsite = 2 ORDER BY depth"),
-              "2|0|vmlinux|0x1234|\n2|1||0xffffffff81000000|");
+              "2|0|vmlinux|0x1234|||\n2|1||0xffffffff81000000|||");
     EXPECT_EQ(shell("SELECT count(*) FROM frames"), "3");
 }
 

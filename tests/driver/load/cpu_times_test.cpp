@@ -53,7 +53,7 @@ protected:
         const auto recording = perfdata::Recording::fromBytes(bytes.span(), "test");
         EXPECT_FALSE(recording.fault());
         session::ProcessTable processes;
-        session::ModuleCatalog modules(db());
+        session::ModuleCatalog modules;
         session::SideBandCollector(recording, processes, modules, quality).collect({});
         session::ProcessRows rows(db());
         rows.store(processes);

@@ -19,11 +19,11 @@ constexpr std::size_t g_clockidOffset = 92;
 LoadRun::LoadRun(rowvault1::IResult& result, perfdata::testing::Bytes recorded,
                  const std::string& name, const JitOptions& jitOptions, bool stacksOn)
     : bytes(std::move(recorded)), recording(perfdata::Recording::fromBytes(bytes.span(), name)),
-      event(recording.events().front()), modules(result.database()),
-      sideBand(recording, processes, modules, quality), rows(result.database()),
-      context(result, {stacksOn, true, 1}), jit(context, recording, processes, quality),
-      places((sideBand.collect({}), rows.store(processes),
-              jit.prepare(jitOptions, sideBand.tscScale()), context),
+      event(recording.events().front()), sideBand(recording, processes, modules, quality),
+      rows(result.database()), context(result, {stacksOn, true, 1}),
+      jit(context, recording, processes, quality),
+      places((sideBand.collect({}), session::testing::storeModules(result, modules),
+              rows.store(processes), jit.prepare(jitOptions, sideBand.tscScale()), context),
              modules, rows, jit),
       stacks(context, places, processes.kernel())
 {

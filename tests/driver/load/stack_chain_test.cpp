@@ -48,14 +48,14 @@ TEST_F(StackChainTest, ASampleInTheKernelGoesOnInTheProgram)
                      g_kernel + 0x10,
                      {context::Kernel, g_kernel + 0x11, g_kernel + 0x20, context::User, 0x1010},
                      CpuMode::Kernel}),
-              "[kernel.kallsyms]_text+ffffffff81000010 [kernel.kallsyms]_text+ffffffff81000020 "
+              "[kernel.kallsyms]+ffffffff81000010 [kernel.kallsyms]+ffffffff81000020 "
               "/bin/p+10");
 }
 
 TEST_F(StackChainTest, NothingIsReplacedWhereTheKernelsPartWasLeftOut)
 {
     EXPECT_EQ(chain({10, g_kernel + 0x10, {context::User, 0x1010, 0x1020}, CpuMode::Kernel}),
-              "[kernel.kallsyms]_text+ffffffff81000010 /bin/p+10 /bin/p+20");
+              "[kernel.kallsyms]+ffffffff81000010 /bin/p+10 /bin/p+20");
 }
 
 TEST_F(StackChainTest, AMarkerOfAnEmptyPartChangesNothing)
@@ -75,8 +75,7 @@ TEST_F(StackChainTest, AnEmptyChainIsTheSampledFrame)
 {
     EXPECT_EQ(chain({10, 0x1010, {}}), "/bin/p+10");
     EXPECT_EQ(chain({10, 0x1010, {context::User}}), "/bin/p+10");
-    EXPECT_EQ(chain({10, g_kernel + 4, {}, CpuMode::Kernel}),
-              "[kernel.kallsyms]_text+ffffffff81000004");
+    EXPECT_EQ(chain({10, g_kernel + 4, {}, CpuMode::Kernel}), "[kernel.kallsyms]+ffffffff81000004");
 }
 
 TEST_F(StackChainTest, WithoutAddressAndChainThereIsAFrameStill)
@@ -107,15 +106,15 @@ TEST_F(StackChainTest, TheNumberOfADeferredUserPartIsNoFrame)
                     g_kernel + 0x10,
                     {context::Kernel, g_kernel + 0x10, context::UserDeferred, 0x1020},
                     CpuMode::Kernel};
-    EXPECT_EQ(chain(told), "[kernel.kallsyms]_text+ffffffff81000010");
+    EXPECT_EQ(chain(told), "[kernel.kallsyms]+ffffffff81000010");
     EXPECT_EQ(chain({11, 0x1010, {context::UserDeferred}}), "/bin/p+10") << "cut short";
     Told atMost{12,
                 g_kernel + 0x10,
                 {context::Kernel, g_kernel + 0x10, g_kernel + 0x20, context::UserDeferred, 7},
                 CpuMode::Kernel};
     atMost.maxStack = 3;
-    EXPECT_EQ(chain(atMost), "[kernel.kallsyms]_text+ffffffff81000010 "
-                             "[kernel.kallsyms]_text+ffffffff81000020")
+    EXPECT_EQ(chain(atMost), "[kernel.kallsyms]+ffffffff81000010 "
+                             "[kernel.kallsyms]+ffffffff81000020")
         << "it is no address that counts";
     run().stacks.reportQuality(run().quality);
     EXPECT_EQ(run().quality.count("call chains whose user part comes in a record of its own"), 3U);

@@ -53,9 +53,9 @@ TEST_F(StackLoaderTest, KernelCodeThatComesAndGoesChangesTheChain)
                            {context::Kernel, g_kernel + 0x2010, g_kernel + 0x10},
                            CpuMode::Kernel});
     };
-    const std::string unknown = "-+ffffffff81002010 [kernel.kallsyms]_text+10";
+    const std::string unknown = "-+ffffffff81002010 [kernel.kallsyms]+10";
     EXPECT_EQ(at(99), unknown);
-    EXPECT_EQ(at(100), "[bpf_prog]+10 [kernel.kallsyms]_text+10");
+    EXPECT_EQ(at(100), "[bpf_prog]+10 [kernel.kallsyms]+10");
     EXPECT_EQ(at(200), unknown);
 }
 

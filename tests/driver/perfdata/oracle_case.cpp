@@ -200,4 +200,23 @@ StatsText parseStats(const std::string& text)
     return stats;
 }
 
+std::vector<PrintedChain> parseChains(const std::string& text)
+{
+    std::vector<PrintedChain> chains;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        if (line.empty() || line.starts_with("#")) continue;
+        if (line.front() == '\t') {
+            chains.back().ips.push_back(std::stoull(line, nullptr, 16));
+            continue;
+        }
+        const std::size_t dot = line.find('.', line.find('/'));
+        const std::size_t seconds = line.rfind(' ', dot) + 1;
+        chains.push_back(
+            {std::stoull(line.substr(seconds)) * 1'000'000'000u + std::stoull(line.substr(dot + 1)),
+             {}});
+    }
+    return chains;
+}
+
 } // namespace samplefold::perfdata::testing

@@ -58,6 +58,14 @@ struct SampleLine {
 
 [[nodiscard]] std::vector<SampleLine> parseSampleLines(const std::string& text);
 
+/// A sample whose chain is printed in CASE.callchain-abs.txt, by its head line.
+struct PrintedChain {
+    std::uint64_t timeNs = 0;
+    std::vector<std::uint64_t> ips;
+};
+
+[[nodiscard]] std::vector<PrintedChain> parseChains(const std::string& text);
+
 /// What CASE.stats.txt says: "MMAP" -> 80, and per event its samples.
 struct StatsText {
     std::map<std::string, std::uint64_t> records;

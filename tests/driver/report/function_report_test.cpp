@@ -27,10 +27,6 @@ protected:
         }
         return lines;
     }
-    void sampleAt(const std::string& path, std::uint64_t rva, std::int64_t count)
-    {
-        sample(frame(Index(), place(path, rva)), count);
-    }
 };
 
 TEST_F(FunctionReportTest, PlacesOfAFunctionAreAddedUp)
@@ -97,6 +93,64 @@ TEST_F(FunctionReportTest, SeveralNamesOfOnePlaceDoNotCountItTwice)
     const lines_t got = entries(Grouping::function);
     ASSERT_EQ(got.size(), 1U);
     EXPECT_TRUE(got[0].ends_with(" 1 5 100.0")) << got[0];
+}
+
+TEST_F(FunctionReportTest, PlacesOfALineAreAddedUpWhateverFunctionTheyAreIn)
+{
+    const std::string app = "/bin/app";
+    const Index f = function("f", app);
+    name(app, 1, {f, "/src/a.c", 7});
+    name(app, 2, {function("g", app), "/src/a.c", 7});
+    name(app, 3, {f, "/src/b.c", 7});
+    sampleAt(app, 1, 10);
+    sampleAt(app, 2, 20);
+    sampleAt(app, 3, 70);
+    EXPECT_EQ(entries(Grouping::sourceLine),
+              (lines_t{R"("cycles" "/src/b.c:7" "/bin/app" 1 70 70.0)",
+                       R"("cycles" "/src/a.c:7" "/bin/app" 2 30 30.0)"}));
+}
+
+TEST_F(FunctionReportTest, WithoutALineTheFunctionOrAddressIsShown)
+{
+    const std::string app = "/bin/app";
+    const Index f = function("f", app);
+    name(app, 1, {f, "/src/a.c"});
+    name(app, 2, {f, ""});
+    name(app, 3, {Index(), ""});
+    sampleAt(app, 1, 40);
+    sampleAt(app, 2, 30);
+    sampleAt(app, 3, 20);
+    sampleAt("", 0x500, 10);
+    EXPECT_EQ(entries(Grouping::sourceLine),
+              (lines_t{R"("cycles" "/src/a.c:?" "/bin/app" 1 40 40.0)",
+                       R"("cycles" "f" "/bin/app" 1 30 30.0)",
+                       R"("cycles" "app+0x3" "/bin/app" 1 20 20.0)",
+                       R"("cycles" "0x500" "[unknown]" 1 10 10.0)"}));
+}
+
+TEST_F(FunctionReportTest, ARowWithoutAFunctionShowsByAddress)
+{
+    name("/bin/app", 3, {Index(), ""});
+    sampleAt("/bin/app", 3, 1);
+    for (const Grouping by : {Grouping::function, Grouping::inlinedFunction})
+        EXPECT_EQ(entries(by), (lines_t{R"("cycles" "app+0x3" "/bin/app" 1 1 100.0)"}));
+    EXPECT_EQ(treesJson(TreeKind::tree)["events"][0]["nodes"][0]["label"], "app+0x3");
+}
+
+TEST_F(FunctionReportTest, InlinedCodeCountsForWhoHasItOrForTheInnermostFunction)
+{
+    const std::string app = "/bin/app";
+    const Index outer = function("outer", app);
+    const Index middle = inlined(function("middle", app), "/src/a.c", 5);
+    const Index innermost = inlined(function("innermost", app), "/src/a.h", 6, middle);
+    name(app, 1, {outer, "/src/b.h", 9, innermost});
+    name(app, 2, {outer, "/src/a.c", 4});
+    sampleAt(app, 1, 75);
+    sampleAt(app, 2, 25);
+    EXPECT_EQ(entries(Grouping::function), (lines_t{R"("cycles" "outer" "/bin/app" 2 100 100.0)"}));
+    EXPECT_EQ(entries(Grouping::inlinedFunction),
+              (lines_t{R"("cycles" "innermost" "/bin/app" 1 75 75.0)",
+                       R"("cycles" "outer" "/bin/app" 1 25 25.0)"}));
 }
 
 TEST_F(FunctionReportTest, EveryGroupingKeepsToTheRange)

@@ -49,6 +49,42 @@ void MadeChainsTest::name(const std::string& path, std::uint64_t rva, const std:
                          {"function", indexToVariant(row)}});
 }
 
+Index MadeChainsTest::sourceFile(const std::string& path)
+{
+    if (path.empty()) return {};
+    Index& row = m_sourceFiles[path];
+    if (!row.exist()) row = add("dd_source_file", {{"path", text(path)}});
+    return row;
+}
+
+void MadeChainsTest::name(const std::string& path, std::uint64_t rva, const SourcePlace& source)
+{
+    Columns columns{{"mod_seg", indexToVariant(segment(path))},
+                    {"rva", tb2::variant_t(rva)},
+                    {"function", indexToVariant(source.function)},
+                    {"source_file", indexToVariant(sourceFile(source.file))},
+                    {"inlined", indexToVariant(source.inlined)}};
+    if (source.line != 0) columns.emplace_back("line", number(source.line));
+    add("dd_code_name", columns);
+}
+
+Index MadeChainsTest::function(const std::string& name, const std::string& path,
+                               const std::string& rawName)
+{
+    Columns columns{{"name", text(name)}, {"module", indexToVariant(module(path))}};
+    if (!rawName.empty()) columns.emplace_back("raw_name", text(rawName));
+    return add("dd_function", columns);
+}
+
+Index MadeChainsTest::inlined(Index function, const std::string& callFile, std::int32_t callLine,
+                              Index caller)
+{
+    return add("dd_inlined", {{"function", indexToVariant(function)},
+                              {"caller", indexToVariant(caller)},
+                              {"call_file", indexToVariant(sourceFile(callFile))},
+                              {"call_line", number(callLine)}});
+}
+
 Index MadeChainsTest::frame(Index caller, Index place)
 {
     return add("dd_callsite",

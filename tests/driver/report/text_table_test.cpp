@@ -25,6 +25,14 @@ TEST(PrintableTest, ControlCharactersAreShownByNumber)
     EXPECT_EQ(printable(""), "");
 }
 
+TEST(PrintableTest, ControlCharactersBehindAsciiAreShownByNumber)
+{
+    EXPECT_EQ(printable("a\xc2\x9b"
+                        "2J"),
+              "a\\xc2\\x9b2J");
+    EXPECT_EQ(printable("\xc2\xa0\xc2"), "\xc2\xa0\xc2");
+}
+
 TEST(PrintableTest, BytesOfOtherLanguagesStay)
 {
     EXPECT_EQ(printable("Gr\xc3\xb6\xc3\x9f"

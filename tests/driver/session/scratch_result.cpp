@@ -40,6 +40,14 @@ struct Reader final : rowvault1::ISqlReader {
 
 } // namespace
 
+void storeModules(rowvault1::IResult& result, ModuleCatalog& modules)
+{
+    const auto folder = std::filesystem::path(result.databasePath()).parent_path();
+    ModuleFiles files(result.database(), folder.string(), {});
+    files.expect(modules.buildIds(), {});
+    modules.store(result.database(), files);
+}
+
 ScratchResultTest::ScratchResultTest()
     : m_folder(makeFolder()), m_result(rowvault1::openResult(m_folder + "/r", open_mode_t::create))
 {

@@ -1,6 +1,8 @@
 // A result in a folder of its own.
 #pragma once
 
+#include "session/module_catalog.h"
+
 #include <rowvault1/result.h>
 
 #include <gtest/gtest.h>
@@ -9,6 +11,9 @@
 #include <vector>
 
 namespace samplefold::session::testing {
+
+/// Writes the rows of what a catalogue was told, the way a load does.
+void storeModules(rowvault1::IResult& result, ModuleCatalog& modules);
 
 class ScratchResultTest : public ::testing::Test {
 protected:

@@ -20,8 +20,9 @@ protected:
         m_bytes = file().file();
         const auto recording = perfdata::Recording::fromBytes(m_bytes.span(), "test");
         ASSERT_FALSE(recording.fault()) << recording.fault()->text;
-        m_modules.emplace(db());
+        m_modules.emplace();
         SideBandCollector(recording, processes, *m_modules, quality).collect({});
+        storeModules(result(), *m_modules);
     }
 
     /// Path of what a process has at an address and tick, "-" where nothing is.

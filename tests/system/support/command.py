@@ -14,11 +14,17 @@ IS_SANITIZED = bool(os.environ.get("SAMPLEFOLD_SANITIZED"))
 DONE, FAILED, USAGE = 0, 1, 2
 
 
+WARNING = "samplefold: warning: "
+
+
 @dataclass
 class Outcome:
+    """`err` is what was said on standard error, apart from warnings."""
+
     code: int
     out: str
     err: str
+    warnings: list
 
     @property
     def error_lines(self):
@@ -37,7 +43,10 @@ def run(*arguments, stdin=None, env=None, prefix=(), cwd=None, timeout=120, memo
     limit = (lambda: resource.setrlimit(resource.RLIMIT_AS, (memory, memory))) if memory and not IS_SANITIZED else None
     done = subprocess.run(words, capture_output=True, env=environment, cwd=cwd, timeout=timeout,
                           preexec_fn=limit, **feed)
-    return Outcome(done.returncode, decoded(done.stdout), decoded(done.stderr))
+    lines = decoded(done.stderr).splitlines(keepends=True)
+    return Outcome(done.returncode, decoded(done.stdout),
+                   "".join(line for line in lines if not line.startswith(WARNING)),
+                   [line.removeprefix(WARNING).rstrip("\n") for line in lines if line.startswith(WARNING)])
 
 
 def load(source, result, *options, **settings):

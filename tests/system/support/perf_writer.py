@@ -10,7 +10,7 @@ from support.perf_records import (CALLCHAIN, COMM, COMM_EXEC, CPU, EXIT, FORK, I
 CLOCK_MONOTONIC = 1
 KERNEL, USER, HYPERVISOR, GUEST_KERNEL, GUEST_USER = 1, 2, 3, 4, 5
 GUEST_MARKER, GUEST_USER_MARKER = (1 << 64) - 2048, (1 << 64) - 2560
-TIME_CONV = 79
+NAMESPACES, TIME_CONV = 16, 79
 MAP_OF_CODE = 2  # an MMAP record without the bit for data
 
 _SAMPLE_ID_ALL, _COMM_EXEC, _USE_CLOCKID, _CONTEXT_SWITCH = 1 << 18, 1 << 24, 1 << 25, 1 << 26
@@ -91,6 +91,12 @@ class Writer:
 
     def exit(self, tick, pid, parent, tid=None, parent_tid=None):
         self._task(EXIT, tick, pid, parent, tid, parent_tid)
+
+    def namespaces(self, tick, pid, pid_inode, mount_inode):
+        """The links net, uts, ipc, pid, user, mnt, cgroup; those but two have inodes of no meaning."""
+        inodes = (11, 12, 13, pid_inode, 15, mount_inode, 17)
+        links = b"".join(struct.pack("<QQ", 4, inode) for inode in inodes)
+        self._add(NAMESPACES, 0, struct.pack("<iiQ", pid, pid, len(inodes)) + links + self._tail(pid, pid, tick))
 
     def switch(self, tick, pid, is_out, tid=None, cpu=0):
         self._add(SWITCH, SWITCH_OUT if is_out else 0, self._tail(pid, tid or pid, tick, cpu))
