@@ -69,11 +69,12 @@ std::vector<ModuleInfo> readModules(rowvault1::IResult& result)
     ModuleReader reader(result);
     reader.read(g_filesSql, [](ModuleInfo& module, const auto&) { module.isFile = true; });
     reader.read(g_searchesSql, [](ModuleInfo& module, const auto& row) {
-        module.isFile = true;
         module.found = toText(row[1]);
         module.symbols = toText(row[2]);
         module.missing = toText(row[3]);
         module.search = rowKey(row[4]);
+        const bool isMemory = module.path.starts_with("//") || module.path.starts_with('[');
+        if (!isMemory || !module.found.empty() || !module.symbols.empty()) module.isFile = true;
     });
     reader.read(g_attemptsSql, [](ModuleInfo& module, const auto& row) {
         if (rowKey(row[1]) != module.search) return;

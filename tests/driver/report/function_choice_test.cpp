@@ -86,7 +86,7 @@ TEST_F(FunctionChoiceTest, AnUnknownNameTellsThoseThatAreNear)
     withCode("compute(int)", "/a");
     withCode("commute", "/a");
     withCode("quite_another", "/a");
-    EXPECT_EQ(chosen("compote"), "no function 'compote'; near: 'commute', 'compute(int)'");
+    EXPECT_EQ(chosen("compote"), "no function 'compote'; near: 'compute(int)', 'commute'");
     EXPECT_EQ(chosen("zzzzzzzz\n"), "no function 'zzzzzzzz\\x0a'");
 }
 

@@ -40,7 +40,8 @@ protected:
     std::string paths(const ModuleOptions& options)
     {
         std::string list;
-        for (const auto& item : modulesToJson(result(), options)["modules"])
+        const auto json = modulesToJson(result(), options);
+        for (const auto& item : json["modules"])
             list += item["path"].get<std::string>() + " ";
         return list;
     }
