@@ -1,6 +1,8 @@
 """Functions and source lines of places in code, against what perf prints with the same binaries beside it."""
 
+import lzma
 import re
+import subprocess
 import unittest
 from collections import Counter
 from typing import NamedTuple, Optional
@@ -11,7 +13,8 @@ from support.testing import MEMORY, SystemTest, test_per_case
 
 # The programs that were recorded; whatever else a recording maps may differ on this machine.
 BINARIES = KEPT / "binaries"
-KNOWN = {"deeptree", "forktree", "libsfleaf.so"}
+KNOWN = {"deeptree", "forktree", "libsfleaf.so", "python3.11"}
+UNKNOWN = "[unknown]"
 
 LINE = re.compile(r"^.*?\s(-?\d+)/(-?\d+)\s+(\d+)\.(\d{9}):\s+(.*?):\s+([0-9a-f]+)\s+(\S.*?)(?:\+0x([0-9a-f]+))?\s+"
                   r"\((.*)\)$")
@@ -55,7 +58,8 @@ def perf_places(text):
             continue
         pid, tid, seconds, nanoseconds, event, ip, function, offset, dso = match.groups()
         places.append(Place(int(pid), int(tid), int(seconds) * 10**9 + int(nanoseconds), event, int(ip, 16),
-                            leaf(dso), function, None if offset is None else int(offset, 16)))
+                            leaf(dso), None if function == UNKNOWN else function,
+                            None if offset is None else int(offset, 16)))
     return places
 
 
@@ -72,7 +76,10 @@ def load_with_binaries(test, case, *options):
     """A load that can find the recorded programs and nothing of this user's."""
     folder = test.scratch(MEMORY)
     home = test.scratch(MEMORY)
-    test.load(case.recording(folder), folder / "r", "--symbols", BINARIES, *options, env={"HOME": str(home)})
+    for packed in case.folder.glob("*.xz"):
+        (folder / packed.stem).write_bytes(lzma.decompress(packed.read_bytes()))
+    test.load(case.recording(folder), folder / "r", "--symbols", BINARIES, "--symbols", folder, *options,
+              env={"HOME": str(home)})
     return folder / "r"
 
 
@@ -122,7 +129,7 @@ def result_stacks(folder):
 
 
 def perf_stacks(text):
-    return [(chain.key, tuple(line.function for line in chain.frames if line.dso and leaf(line.dso) in KNOWN))
+    return [(chain.key, tuple(None if line.function == UNKNOWN else line.function for line in chain.frames if line.dso and leaf(line.dso) in KNOWN))
             for chain in perf_chains.chains(text)]
 
 
@@ -146,7 +153,6 @@ class Stacks(SystemTest):
 
 class Lines(SystemTest):
     def test_places_have_the_source_lines_that_addr2line_prints(self):
-        import subprocess
         case = next(case for case in kept_cases() if case.name == "deeptree-fp")
         folder = load_with_binaries(self, case)
         places = result.rows(folder, """
@@ -188,7 +194,6 @@ class Files(SystemTest):
         self.assertEqual(self.module("deeptree"), (None, None, "the module's file was not found"))
 
     def test_checksums_are_those_of_md5sum(self):
-        import subprocess
         self.load_it("--symbols", BINARIES)
         for name in ("deeptree", "libsfleaf.so"):
             found, md5, _ = self.module(name)
