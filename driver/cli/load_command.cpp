@@ -1,6 +1,7 @@
 #include "cli/commands.h"
 #include "cli/progress_line.h"
 #include "load/load_profile.h"
+#include "report/text_table.h"
 
 #include <algorithm>
 #include <iostream>
@@ -58,7 +59,7 @@ void warn(const std::vector<std::string>& messages)
 {
     const std::size_t shown = std::min(messages.size(), g_mostWarnings);
     for (std::size_t i = 0; i < shown; ++i)
-        std::cerr << "samplefold: warning: " << messages[i] << '\n';
+        std::cerr << "samplefold: warning: " << report::printable(messages[i]) << '\n';
     if (shown < messages.size()) {
         std::cerr << "samplefold: warning: " << messages.size() - shown
                   << " more files were not found; see samplefold modules\n";

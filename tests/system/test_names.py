@@ -193,6 +193,16 @@ class Files(SystemTest):
             self.assertIn(path, told[0])
         self.assertEqual(self.module("deeptree"), (None, None, "the module's file was not found"))
 
+    def test_a_hostile_path_stays_on_one_line(self):
+        content = self.case.load("perf.data").replace(b"/opt/sfdemo/deeptree", b"/opt/\x1b[2J\n\xff/deeptree")
+        source = self.folder / "hostile.data"
+        source.write_bytes(content)
+        outcome = command.load(source, self.folder / "h", env={"HOME": str(self.home)})
+        self.assertEqual((outcome.code, outcome.err), (command.DONE, ""))
+        told = [line for line in outcome.warnings if "/deeptree" in line]
+        self.assertEqual(len(told), 1, outcome.warnings)
+        self.assertNotIn("\x1b", told[0])
+
     def test_checksums_are_those_of_md5sum(self):
         self.load_it("--symbols", BINARIES)
         for name in ("deeptree", "libsfleaf.so"):
