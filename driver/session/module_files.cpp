@@ -145,7 +145,7 @@ void setBuildId(rowvault1::IDatabase& db, Index row, const std::string& buildId)
 /// where it can be reached.
 samplefold_1::IFileFinder* makeFinder(const std::string& folder)
 {
-    static std::vector<samplefold_1::IFileFinder*> finders;
+    static auto& finders = *new std::vector<samplefold_1::IFileFinder*>; // outlives all users
     finders.push_back(samplefold_1::createFileFinder(folder.c_str()));
     return finders.back();
 }

@@ -63,8 +63,10 @@ void copyStack(const ucontext_t& context, std::size_t most, Snapshot& snapshot)
     copyStack(context, most, snapshot);
     std::array<void*, 200> callers{};
     const int count = backtrace(callers.data(), static_cast<int>(callers.size()));
-    for (int i = 1; i < count; ++i) // the first is in here
-        snapshot.callers.push_back(reinterpret_cast<std::uint64_t>(callers[i]));
+    // What comes before is in here, and under a sanitizer in its own backtrace.
+    const auto end = callers.begin() + count;
+    for (auto i = std::find(callers.begin(), end, __builtin_return_address(0)); i != end; ++i)
+        snapshot.callers.push_back(reinterpret_cast<std::uint64_t>(*i));
 }
 
 [[gnu::noinline]] int recurse(int depth, Snapshot& snapshot, std::size_t most)
