@@ -237,6 +237,10 @@ std::string pathOf(const subject_t& subject)
     const auto [place, isNew] = s_paths.try_emplace(subject.label);
     if (!isNew) return place->second;
     if (!subject.needs.empty() && !runTool("command -v " + subject.needs).isGood) return {};
+    // A command may be a script that calls the program.
+    const bool isCommand = subject.flags == std::string(g_command) + subject.needs;
+    const std::string isImage = "head -c 4 \"$(command -v " + subject.needs + ")\" | grep -q ELF";
+    if (isCommand && !runTool(isImage).isGood) return {};
     if (!subject.compiler.empty()) {
         place->second =
             make(subject.compiler, subject.flags, folder().path(subject.label), subject.then);
