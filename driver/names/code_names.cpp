@@ -37,6 +37,8 @@ struct Task {
 
 void runTask(Task& task, ModuleNamers& namers, const deadline_t& deadline)
 {
+    task.isCutShort = isOver(deadline);
+    if (task.isCutShort) return;
     PlaceNamer& namer = namers.of(task.places->module);
     task.fault = namer.fault();
     if (!task.fault.empty()) return;

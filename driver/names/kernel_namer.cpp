@@ -81,6 +81,13 @@ const Kallsyms* KernelTable::find()
     return m_table ? &*m_table : nullptr;
 }
 
+std::string KernelTable::problemOfGivenFile() const
+{
+    if (m_options.kallsyms.empty() || m_attempts.empty()) return {};
+    const SEEK_2_13::attempt_t& first = m_attempts.front();
+    return first.refusal == refusal_t::none ? "" : first.path + ": " + first.detail;
+}
+
 KernelNamer::KernelNamer(const Kallsyms* table, std::string module, std::uint64_t delta)
     : m_table(table), m_delta(delta)
 {

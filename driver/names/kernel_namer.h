@@ -32,6 +32,9 @@ public:
     /// runs. Null when there is none.
     const Kallsyms* find();
 
+    /// What is wrong with the file that the user gave, as a line with its name; empty when nothing
+    /// is, or when it was not needed.
+    std::string problemOfGivenFile() const;
     const std::string& path() const { return m_path; }
     const std::vector<SEEK_2_13::attempt_t>& attempts() const { return m_attempts; }
     const KernelOptions& options() const { return m_options; }

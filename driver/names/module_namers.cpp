@@ -29,10 +29,15 @@ std::unique_ptr<PlaceNamer> noNamer(const char* fault)
     return std::make_unique<NoNamer>(fault);
 }
 
+std::string referenceSymbol(const KernelOptions& options)
+{
+    return options.reference.empty() ? "_text" : options.reference;
+}
+
 /// What the kernel calls its pieces, apart from itself: modules, and code that it generated.
 bool isOfKernel(const std::string& path)
 {
-    return session::isKernelModuleFile(path) || path.starts_with("[bpf_") ||
+    return session::isKernelModuleFile(path) ||
            (path.starts_with('[') && path.ends_with(']') && !session::isImage(path) &&
             path != "[heap]" && !path.starts_with("[stack") && !path.starts_with("[anon") &&
             path != "[vvar]" && path != "[vvar_vclock]");
@@ -60,9 +65,8 @@ std::unique_ptr<PlaceNamer> ModuleNamers::open(Index row)
     if (module.path == session::kernelName) return openKernel(row, module);
     if (module.path == session::vsyscallName) return std::make_unique<VsyscallNamer>();
     if (module.path == session::vdsoName) return openVdso(module);
-    if (isOfKernel(module.path)) {
-        return std::make_unique<KernelNamer>(kernelTable(), session::moduleName(module.path), 0);
-    }
+    if (module.path.starts_with("[guest.")) return noNamer("code of a guest");
+    if (isOfKernel(module.path)) return openKernelModule(module);
     if (!session::isFile(module.path)) return noNamer("memory without a file");
     if (module.found.empty()) return noNamer("the module's file was not found");
     return openFile(row, module);
@@ -92,21 +96,36 @@ std::unique_ptr<PlaceNamer> ModuleNamers::openVdso(const ModuleFile& module)
 std::unique_ptr<PlaceNamer> ModuleNamers::openKernel(Index row, const ModuleFile& module)
 {
     const KernelOptions& options = m_kernel.options();
-    const std::string reference = options.reference.empty() ? "_text" : options.reference;
     const std::uint64_t recorded = options.referenceAddress;
     if (!module.found.empty()) {
         auto image = std::make_unique<ImageNamer>(ImageSource{module.found, {}, false});
         std::uint64_t address = 0;
-        if (image->fault().empty() && image->addressOf(reference, address)) {
+        if (image->fault().empty() && image->addressOf(referenceSymbol(options), address)) {
             image->goByAddress(recorded != 0 ? address - recorded : 0);
             return image;
         }
     }
     m_kernelRow = row;
     const Kallsyms* const table = kernelTable();
-    const auto address = table != nullptr ? table->addressOf(reference) : std::nullopt;
-    const std::uint64_t delta = address && recorded != 0 ? *address - recorded : 0;
-    return std::make_unique<KernelNamer>(table, module.path, delta);
+    return std::make_unique<KernelNamer>(table, module.path, kernelDelta(table));
+}
+
+/// Modules lie elsewhere after every start of the machine, and nothing tells where from where.
+std::unique_ptr<PlaceNamer> ModuleNamers::openKernelModule(const ModuleFile& module)
+{
+    const Kallsyms* const table = kernelTable();
+    const bool isOfRecordedStart = kernelDelta(table) == 0;
+    return std::make_unique<KernelNamer>(isOfRecordedStart ? table : nullptr,
+                                         session::moduleName(module.path), 0);
+}
+
+/// What lies between the recording's addresses and those of a table of another start.
+std::uint64_t ModuleNamers::kernelDelta(const Kallsyms* table) const
+{
+    const std::uint64_t recorded = m_kernel.options().referenceAddress;
+    const auto address =
+        table != nullptr ? table->addressOf(referenceSymbol(m_kernel.options())) : std::nullopt;
+    return address && recorded != 0 ? *address - recorded : 0;
 }
 
 const Kallsyms* ModuleNamers::kernelTable()
@@ -118,6 +137,8 @@ const Kallsyms* ModuleNamers::kernelTable()
 void ModuleNamers::noteKernelTable()
 {
     if (m_kernelRow.exist()) m_files.setSymbols(m_kernelRow, m_kernel.path(), m_kernel.attempts());
+    const std::string problem = m_kernel.problemOfGivenFile();
+    if (!problem.empty()) m_files.tell(problem);
 }
 
 } // namespace samplefold::names

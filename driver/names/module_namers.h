@@ -32,7 +32,9 @@ private:
     std::unique_ptr<PlaceNamer> openFile(rowvault1::Index row, const session::ModuleFile& module);
     std::unique_ptr<PlaceNamer> openVdso(const session::ModuleFile& module);
     std::unique_ptr<PlaceNamer> openKernel(rowvault1::Index row, const session::ModuleFile& module);
+    std::unique_ptr<PlaceNamer> openKernelModule(const session::ModuleFile& module);
     const Kallsyms* kernelTable();
+    std::uint64_t kernelDelta(const Kallsyms* table) const;
 
     session::ModuleFiles& m_files;
     std::map<std::int32_t, std::unique_ptr<PlaceNamer>> m_namers;

@@ -2,7 +2,6 @@
 
 #include "names/found_names.h"
 
-#include <span>
 #include <string>
 
 namespace samplefold::names {

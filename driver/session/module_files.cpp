@@ -3,7 +3,6 @@
 #include "session/module_names.h"
 #include "session/table_rows.h"
 
-#include <GLYPH_3_30/module_image.h>
 #include <SEEK_2_13/validators.h>
 #include <optbook2/message_catalog.h>
 #include <rowvault1/schema.h>
@@ -130,6 +129,12 @@ bool isRealId(std::string_view id)
     return id.find_first_not_of('0') != std::string_view::npos;
 }
 
+/// Recorders fill short ids up with zeros.
+std::string_view withoutPadding(std::string_view id)
+{
+    return id.substr(0, id.find_last_not_of('0') + 1);
+}
+
 /// The registry knows no build ids; the driver adds them to its rows.
 void setBuildId(rowvault1::IDatabase& db, Index row, const std::string& buildId)
 {
@@ -212,6 +217,7 @@ void ModuleFiles::expect(const build_ids_t& buildIds, const FileSearchOptions& o
             return a.from == b.from && a.to == b.to;
         });
     }
+    m_expectedIds = data.buildIds;
     if (!context->record(std::move(data), &fault))
         throw std::runtime_error(m_folder + ": " + fault);
 
@@ -297,23 +303,20 @@ void ModuleFiles::take(ModuleFile& module, const std::string& file) const
     if (isUnknown) {
         refuse(module, refusal_t::noIdentity,
                "recorded on another host, and the recording has no build id of it");
-    } else if (!hasExpectedBuildId(module, file)) {
+    } else if (!isExpectedBuild(module)) {
         refuse(module, refusal_t::buildId, "the recording has several builds of this path");
     } else {
         module.found = file;
     }
 }
 
-/// A search knows one build id per path; where the profile has several the others are told apart
-/// here. Recorders pad short ids with zeros.
-bool ModuleFiles::hasExpectedBuildId(const ModuleFile& module, const std::string& file) const
+/// A search takes nothing but what has the one build id that it expects for a path. Of several
+/// builds of a path in the recording the others have no file then.
+bool ModuleFiles::isExpectedBuild(const ModuleFile& module) const
 {
-    if (!isRealId(module.buildId) || module.path == kernelName) return true;
-    const auto image = GLYPH_3_30::IModuleImage::create(file.c_str(), 0, false);
-    if (image == nullptr) return false;
-    const std::string& id = image->getBuildId();
-    return !id.empty() && module.buildId.starts_with(id) &&
-           module.buildId.find_first_not_of('0', id.size()) == std::string::npos;
+    const auto expected = m_expectedIds.find(searchName(module));
+    return !isRealId(module.buildId) || expected == m_expectedIds.end() ||
+           withoutPadding(expected->second) == withoutPadding(module.buildId);
 }
 
 const std::string& ModuleFiles::symbolsOf(Index row)
@@ -344,7 +347,7 @@ void ModuleFiles::setSymbols(Index row, const std::string& path,
 
 std::vector<std::string> ModuleFiles::messages() const
 {
-    std::vector<std::string> lines;
+    std::vector<std::string> lines = m_notes;
     for (const auto& [row, module] : m_modules) {
         if (!module.isWanted || !module.found.empty() || !isFile(module.path)) continue;
         const std::string text = !module.notFound.empty()
@@ -360,7 +363,7 @@ void ModuleFiles::store()
 {
     RowWriter searches(m_db, "dd_module_search");
     for (const auto& [row, module] : m_modules) {
-        if (!module.isNew && !module.isWanted) continue;
+        if (!module.isNew && !module.isWanted && module.missing.empty()) continue;
         const auto earlier = m_earlier.find(row);
         const outcome_t outcome{module.found, module.symbols, module.missing};
         if (earlier != m_earlier.end() && earlier->second == outcome) continue;

@@ -89,8 +89,10 @@ public:
     /// The result's folder, as an absolute path.
     const std::string& folder() const { return m_folder; }
 
-    /// What the user should hear of, a line each: every file that was not found, with each path
-    /// that was tried.
+    /// Adds a line to what the user should hear of.
+    void tell(const std::string& line) { m_notes.push_back(line); }
+    /// What the user should hear of, a line each: also every file that was not found, with each
+    /// path that was tried.
     std::vector<std::string> messages() const;
     /// Writes what was found out about the modules that were looked for in this load; once.
     void store();
@@ -101,7 +103,7 @@ private:
     using outcome_t = std::array<std::string, 3>;
 
     void search(ModuleFile& module);
-    bool hasExpectedBuildId(const ModuleFile& module, const std::string& file) const;
+    bool isExpectedBuild(const ModuleFile& module) const;
     void take(ModuleFile& module, const std::string& file) const;
     void readEarlier();
     void storeAttempts(rowvault1::Index search, const std::vector<SEEK_2_13::attempt_t>& attempts,
@@ -116,6 +118,8 @@ private:
     tb2::sptr_t<samplefold_1::IModulesManager> m_names;    ///< of what is no file
     samplefold_1::IFileFinder* m_finder = nullptr;         ///< lives as long as the program
     SEEK_2_13::ObjectPtr<SEEK_2_13::IFileSearch> m_search;
+    build_ids_t m_expectedIds; ///< that searches go by
+    std::vector<std::string> m_notes;
     bool m_isOtherHost = false;                            ///< than that of the recording
     std::map<std::string, std::string> m_earlierChecksums; ///< by path
     std::map<std::int32_t, outcome_t> m_earlier;  ///< what the result tells so far, by module row

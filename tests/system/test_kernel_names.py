@@ -55,8 +55,10 @@ class KernelNames(SystemTest):
 
     def test_a_kernel_that_lay_elsewhere_is_aligned_by_the_symbol_of_the_recording(self):
         self.sample(TEXT + 0x1005)
+        self.sample(NET + 4)
         folder = self.load_with(table(text=TEXT + 0x5400000))
-        self.assertEqual(self.names(folder), {hex(TEXT + 0x1005): "work"})
+        self.assertEqual(self.names(folder), {hex(TEXT + 0x1005): "work", hex(NET + 4): None},
+                         "modules lie elsewhere, and it is not known where")
 
     def test_a_caller_is_named_by_its_call(self):
         # The call is the last instruction of its function, so that it returns to where the next one begins.
@@ -84,6 +86,20 @@ class KernelNames(SystemTest):
         details = [row[0] for row in result.rows(folder, "SELECT detail FROM module_attempts WHERE tried = ?",
                                                  str(self.folder / "kallsyms"))]
         self.assertEqual(details, ["line 8 is not of a table of kernel symbols"])
+
+    def test_a_given_table_that_is_of_no_use_is_told(self):
+        self.sample(TEXT + 0x1005)
+        (self.folder / "kallsyms").write_text("what is this\n")
+        outcome = command.load(self.writer.write(self.folder / "perf.data"), self.folder / "r", "--kallsyms",
+                               self.folder / "kallsyms", env={"HOME": str(self.folder)})
+        self.assertEqual((outcome.code, outcome.err), (command.DONE, ""))
+        self.assertIn(f"{self.folder / 'kallsyms'}: line 1 is not of a table of kernel symbols", outcome.warnings)
+
+    def test_a_guests_kernel_has_no_names_of_the_hosts(self):
+        self.writer.mmap(0, -1, BPF, 0x1000, "[guest.kernel.kallsyms]_text", offset=BPF)
+        self.sample(BPF + 8)
+        folder = self.load_with(table(net=BPF))
+        self.assertEqual(self.names(folder), {hex(BPF + 8): None})
 
     def test_without_a_table_the_kernel_says_why(self):
         self.sample(TEXT + 0x1005)

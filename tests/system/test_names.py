@@ -255,6 +255,12 @@ class Files(SystemTest):
         missing = result.rows(self.folder / "r", "SELECT DISTINCT missing FROM code WHERE module = 'deeptree'")
         self.assertEqual(missing, [("the time for names was up",)])
 
+    def test_when_the_time_is_up_no_further_file_is_opened(self):
+        self.load_it("--name-time", "0.000001", "--symbols", BINARIES)
+        self.assertEqual(result.rows(self.folder / "r", "SELECT DISTINCT missing FROM modules WHERE module IN "
+                                     "(SELECT module FROM dd_module_search WHERE missing IS NOT NULL)"),
+                         [("the time for names was up",)])
+
     def test_another_load_names_what_the_first_could_not(self):
         self.load_it()
         self.load_it("--append", "--symbols", BINARIES)

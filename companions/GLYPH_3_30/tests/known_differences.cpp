@@ -79,11 +79,18 @@ std::string whyPlace(const compared_t& compared, std::size_t frame)
     return "unexplained";
 }
 
-/// Whether `name`, without namespace and arguments, is that of the demangled function.
+/// Whether `name`, without namespace and arguments, is that of the demangled function. Arguments of
+/// a template are written in another way in plain names.
 bool isPlainNameOf(const std::string& name, const std::string& function)
 {
-    const std::size_t at = function.find(name + "(");
-    return at == 0 || (at != std::string::npos && std::strchr(": ", function[at - 1]) != nullptr);
+    const std::string plain = name.substr(0, name.find('<', 1));
+    for (std::size_t at = function.find(plain); at != std::string::npos;
+         at = function.find(plain, at + 1)) {
+        const std::size_t end = at + plain.size();
+        const bool isWhole = end < function.size() && std::strchr("(<", function[end]) != nullptr;
+        if (isWhole && (at == 0 || std::strchr(": ", function[at - 1]) != nullptr)) return true;
+    }
+    return false;
 }
 
 bool isAlias(const compared_t& compared, const symbol_t& symbol, const std::string& theirs)

@@ -21,6 +21,7 @@ protected:
     ~ScratchResultTest() override;
 
     rowvault1::IResult& result() { return *m_result; }
+    const std::string& folder() const { return m_folder; }
     tb2::sptr_t<rowvault1::IDatabase> db() { return m_result->database(); }
     /// Ends the load and opens the result again to add to it.
     void reopen();
