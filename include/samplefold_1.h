@@ -14,6 +14,7 @@
 #include "process_in_container.h"
 #include "sample_records.h"
 #include "seg_inst_map.h"
+#include "stack_verifier.h"
 #include "static_module_info.h"
 #include "thread_state.h"
 #include "time_converter.h"

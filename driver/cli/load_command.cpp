@@ -19,6 +19,8 @@ struct Settings {
     std::string stacks;
     std::string jit = "on";
     std::string unwind = "on";
+    std::string branches = "merge";
+    std::string navigate = "on";
     std::vector<std::string> pathMaps;
     std::vector<std::string> containers;
     std::string names = "on";
@@ -40,6 +42,13 @@ std::vector<session::ContainerOption> containers(const std::vector<std::string>&
     } catch (const std::invalid_argument& error) {
         throw CLI::ValidationError("--container", error.what());
     }
+}
+
+load::BranchUse branchUse(const std::string& text)
+{
+    if (text == "off") return load::BranchUse::off;
+    if (text == "raw") return load::BranchUse::raw;
+    return text == "verify" ? load::BranchUse::verify : load::BranchUse::merge;
 }
 
 /// A directory that is not there would be a silent reason for missing names.
@@ -75,6 +84,7 @@ void runLoad(Settings& settings, int& exitCode)
     if (!settings.stacks.empty()) settings.load.stacks = settings.stacks == "on";
     settings.load.namesOn = settings.names == "on";
     settings.load.unwind = settings.unwind == "on";
+    settings.load.branches = {branchUse(settings.branches), settings.navigate == "on"};
     settings.load.jit.enabled = settings.jit == "on";
     ProgressLine progress;
     const load::LoadReport report = load::loadProfile(
@@ -126,6 +136,18 @@ void addLoadCommand(CLI::App& app, int& exitCode)
     command
         ->add_option("--unwind", settings->unwind,
                      "off: leave out what recorded copies of user stacks tell of the callers")
+        ->check(CLI::IsMember({"on", "off"}))
+        ->capture_default_str();
+    command
+        ->add_option(
+            "--branch-stacks", settings->branches,
+            "merge: check branch records and continue call chains with them; verify: check "
+            "them; raw: take them as they are; off: leave them out")
+        ->check(CLI::IsMember({"merge", "verify", "raw", "off"}))
+        ->capture_default_str();
+    command
+        ->add_option("--navigate", settings->navigate,
+                     "off: check branch records without decoding code")
         ->check(CLI::IsMember({"on", "off"}))
         ->capture_default_str();
     addDirectoryOption(*command, "--symbols", settings->load.files.symbolDirectories,

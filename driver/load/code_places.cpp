@@ -113,6 +113,21 @@ CodePlace CodePlaces::mapped(Process& owner, const session::Place& found, std::u
     return place;
 }
 
+void CodePlaces::settleMappings(Process& owner,
+                                const std::function<void(samplefold_1::SegInstInfo&)>& visit)
+{
+    const Index process = m_processRows.row(owner);
+    owner.space.forEachMapping(
+        [&](samplefold_1::SegInstInfo& info, std::uint32_t segment, std::uint64_t start) {
+            if (!info.segInstIndex.exist()) {
+                info.segInstIndex = m_context.segmentInstance(m_modules.segmentRow(segment), start,
+                                                              process, info.loadTime);
+            }
+            info.moduleIndex = m_modules.moduleRow(segment);
+            visit(info);
+        });
+}
+
 /// A piece that was met before has its rows; what the library makes of another one shows when it is
 /// asked.
 void CodePlaces::explainByJit(CodePlace& place)

@@ -11,6 +11,7 @@
 
 #include <compare>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -58,6 +59,11 @@ public:
                                        samplefold_1::code_location_t* location);
     /// Makes the instance row of a settled place that has none.
     void makeInstance(CodePlace& place);
+
+    /// Makes the instance rows of all mappings of a process, tells each of them its rows, and calls
+    /// `visit` for it.
+    void settleMappings(session::Process& owner,
+                        const std::function<void(samplefold_1::SegInstInfo&)>& visit);
 
     /// Notes that a sample was taken at a settled place, which otherwise is only a caller's.
     void noteSampled(const CodePlace& place)

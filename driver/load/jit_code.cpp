@@ -212,7 +212,7 @@ void JitCode::askWithoutTimes(std::uint32_t pid, std::uint64_t address, std::uin
     jit::symbol_t symbol;
     if (loader.resolve(time, address, pid, m_context.jitStatus(), rva, module) !=
             jit::code::found ||
-        !loader.symbols().findSymbol(*module, rva, symbol))
+        !loader.symbols()->findSymbol(*module, rva, symbol))
         return;
     answer.found = true;
     // Of a second dump it is not known here when its answer changes.
@@ -230,8 +230,14 @@ std::string_view JitCode::functionIn(const jit::region_t& region) const
 {
     jit::symbol_t symbol;
     const bool known =
-        m_context.jitLoader()->symbols().findSymbol(*region.module, region.rva, symbol);
+        m_context.jitLoader()->symbols()->findSymbol(*region.module, region.rva, symbol);
     return known ? symbol.name : std::string_view();
+}
+
+boost::intrusive_ptr<jitlens_3_13::ISymbolResolver> JitCode::symbols() const
+{
+    const auto loader = m_context.jitLoader();
+    return loader != nullptr ? loader->symbols() : nullptr;
 }
 
 void JitCode::reportQuality()

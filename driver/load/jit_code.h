@@ -46,6 +46,8 @@ public:
 
     /// What generated code of a process that has a loader lies at `address` at `tick`.
     Answer find(const session::Process& process, std::uint64_t address, std::uint64_t tick);
+    /// Names and code of all generated code; null when no process has any. After `prepare`.
+    boost::intrusive_ptr<jitlens_3_13::ISymbolResolver> symbols() const;
     /// Time on the JIT clock, never 0.
     std::uint64_t jitTime(std::uint64_t tick) { return m_clock->toJitTime(tick); }
     /// Tick of the samples of a time on the JIT clock.

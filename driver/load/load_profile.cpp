@@ -204,6 +204,11 @@ void noteDrops(const perfdata::DeliveryStats& delivery, session::QualityLog& qua
                 "the recording names no event for them", Severity::dataLoss);
 }
 
+bool hasBranches(const perfdata::Event& event)
+{
+    return (event.attr.sampleType & perfdata::sampleBit::BranchStack) != 0;
+}
+
 /// One load, step by step. Members are in the order in which they are needed.
 class Load {
 public:
@@ -257,8 +262,11 @@ bool Load::stacksFor(const LoadOptions& options) const
     const std::string stored = m_store->info("stacks");
     if (!stored.empty()) return stored == onOff(true);
     const auto& events = m_recording.events();
-    return std::any_of(events.begin(), events.end(), [](const perfdata::Event& event) {
-        return (event.attr.sampleType & perfdata::sampleBit::Callchain) != 0;
+    const bool withRecords = options.branches.use != BranchUse::off;
+    return std::any_of(events.begin(), events.end(), [&](const perfdata::Event& event) {
+        const bool tellsCallers =
+            withRecords && hasBranches(event) && branchKindOf(event) == BranchKind::callStack;
+        return tellsCallers || (event.attr.sampleType & perfdata::sampleBit::Callchain) != 0;
     });
 }
 
@@ -345,10 +353,17 @@ void Load::loadSamples(session::QualityLog& quality, LoadReport& report)
     };
     unwind::StackUnwinder unwinder(fileOf, m_recording.isX86_64() ? unwind::Machine::x86_64
                                                                   : unwind::Machine::other);
-    StackLoader stacks(context, places, processes.kernel(), m_options.unwind ? &unwinder : nullptr);
+    std::optional<BranchStacks> branches;
+    if (m_options.branches.use != BranchUse::off &&
+        std::ranges::any_of(m_recording.events(), hasBranches))
+        branches.emplace(m_options.branches, m_options.storeEachSample,
+                         BranchStacks::Session{context, places, files, processes, jit});
+    BranchStacks* const withBranches = branches ? &*branches : nullptr;
+    StackLoader stacks(context, places, processes.kernel(), m_options.unwind ? &unwinder : nullptr,
+                       withBranches);
     CpuTimes cpuTimes(db, processes, processRows, m_recording);
     SampleLoader samples(m_recording, {processes, processRows, attributes, quality}, context,
-                         stacks, cpuTimes);
+                         stacks, cpuTimes, withBranches);
     perfdata::DeliveryOptions delivery;
     const bool withSwitches = m_recording.countOf(perfdata::RecordType::Switch) +
                                   m_recording.countOf(perfdata::RecordType::SwitchCpuWide) !=
@@ -356,6 +371,7 @@ void Load::loadSamples(session::QualityLog& quality, LoadReport& report)
     delivery.filter = withSwitches ? perfdata::Deliver::All : perfdata::Deliver::Samples;
     delivery.progress = progressOf(m_progress, "samples");
     const perfdata::DeliveryStats stats = m_recording.deliver(samples, delivery);
+    samples.finish();
     if (m_progress) m_progress("writing", 0, 0);
     context.finish(samples.lastTick());
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "load/branch_task.h"
 #include "load/load_error.h"
 #include "load/sample_loader.h"
 #include "session/container_option.h"
@@ -19,9 +20,10 @@ struct LoadOptions {
     bool append = false;         ///< into an existing result
     bool storeEachSample = true; ///< a row per sample, or a row per thread and attribute
     /// Call chains become callsites. Not set: as the result has it that is appended to, else on
-    /// where the recording has chains.
+    /// where the recording has chains, or branch records that tell of callers.
     std::optional<bool> stacks;
     bool unwind = true; ///< copies of user stacks become call chains
+    BranchOptions branches;
     JitOptions jit;
     session::FileSearchOptions files;
     std::vector<session::ContainerOption> containers; ///< beside those that the recording tells

@@ -10,6 +10,9 @@ using session::Severity;
 
 namespace {
 
+/// Samples whose branch records are worked on together.
+constexpr std::size_t g_batch = 4096;
+
 std::uint64_t taskKey(const Sample& sample)
 {
     return std::uint64_t{static_cast<std::uint32_t>(sample.pid)} << 32 |
@@ -24,9 +27,10 @@ bool isGroupRead(const Sample& sample)
 } // namespace
 
 SampleLoader::SampleLoader(const perfdata::Recording& recording, const Session& session,
-                           ProfileContext& context, StackLoader& stacks, CpuTimes& cpuTimes)
+                           ProfileContext& context, StackLoader& stacks, CpuTimes& cpuTimes,
+                           BranchStacks* branches)
     : m_session(session), m_context(context), m_stacks(stacks), m_cpuTimes(cpuTimes),
-      m_clock(recording), m_expander(recording)
+      m_clock(recording), m_expander(recording), m_branches(branches)
 {
 }
 
@@ -37,7 +41,32 @@ void SampleLoader::onSample(const Sample& sample)
     if (!m_clock.isNumbered() && sample.time == 0) ++m_untimed;
     if (!sample.hasCpu()) ++m_withoutCpu;
     m_lastTick = std::max(m_lastTick, tick);
+    if (m_branches == nullptr) return take(sample, tick);
+    m_waiting.emplace_back(sample, tick);
+    if (m_waiting.size() == g_batch) takeWaiting();
+}
 
+/// In the order in which they came, whatever the order in which their branch records were worked
+/// on.
+void SampleLoader::takeWaiting()
+{
+    for (const auto& [sample, tick] : m_waiting)
+        m_stacks.expect(sample, *taskOf(sample, tick).process, tick);
+    m_stacks.resolve();
+    for (const auto& [sample, tick] : m_waiting)
+        take(sample, tick);
+    m_stacks.endBatch();
+    m_waiting.clear();
+}
+
+void SampleLoader::finish()
+{
+    takeWaiting();
+    if (m_branches != nullptr) m_branches->finish();
+}
+
+void SampleLoader::take(const Sample& sample, std::uint64_t tick)
+{
     Task& task = taskOf(sample, tick);
     pmu_sample_attribute_t attr;
     attr.cpu = m_session.attributes.cpu(sample);
@@ -46,6 +75,10 @@ void SampleLoader::onSample(const Sample& sample)
     attr.htm_info = m_session.attributes.transaction(sample);
     attr.ip = sample.ip;
     m_stacks.settle(sample, *task.process, tick, attr);
+    if (attr.lbr_head.exist()) {
+        m_branches->addDetails(m_session.processRows.row(task.process->thread(sample.tid)), tick,
+                               sample);
+    }
 
     if (!isGroupRead(sample)) {
         add(task, attr, tick, *sample.event, sample.period);

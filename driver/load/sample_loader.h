@@ -12,6 +12,8 @@
 
 #include <cstdint>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 namespace samplefold::load {
 
@@ -36,11 +38,14 @@ public:
         session::QualityLog& quality;
     };
 
-    /// The arguments outlive the object.
+    /// The arguments outlive the object. Without branch stacks those of the samples are left out.
     SampleLoader(const perfdata::Recording& recording, const Session& session,
-                 ProfileContext& context, StackLoader& stacks, CpuTimes& cpuTimes);
+                 ProfileContext& context, StackLoader& stacks, CpuTimes& cpuTimes,
+                 BranchStacks* branches = nullptr);
 
     void onSample(const perfdata::Sample& sample) override;
+    /// Hands over what still waits; once, after the pass.
+    void finish();
     void onSwitch(const perfdata::SwitchRecord& record) override { m_cpuTimes.onSwitch(record); }
 
     const SampleBooks& books() const { return m_books; }
@@ -54,6 +59,8 @@ private:
         samplefold_1::ThreadInfo* info = nullptr;
     };
 
+    void take(const perfdata::Sample& sample, std::uint64_t tick);
+    void takeWaiting();
     Task& taskOf(const perfdata::Sample& sample, std::uint64_t tick);
     void add(Task& task, samplefold_1::pmu_sample_attribute_t& attr, std::uint64_t tick,
              const perfdata::Event& event, std::uint64_t count);
@@ -68,6 +75,9 @@ private:
     std::uint64_t m_lastKey = 0;
     Task* m_lastTask = nullptr;
     std::uint64_t m_lastTick = 0;
+    /// Samples that wait for others, so that the work on their branch records is done together.
+    std::vector<std::pair<perfdata::Sample, std::uint64_t>> m_waiting;
+    BranchStacks* m_branches;
     SampleBooks m_books;
     std::uint64_t m_untimed = 0;
     std::uint64_t m_withoutCpu = 0;

@@ -3,6 +3,8 @@
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
+#include <algorithm>
+
 namespace samplefold::load {
 
 using perfdata::CpuMode;
@@ -14,8 +16,6 @@ using session::Severity;
 
 namespace {
 
-/// The frame that says that a chain goes on where the recording ends.
-constexpr std::uint64_t g_skippedFrames = 0xFFFFFFFFFFFFFFFF;
 /// What the kernel allows where the recording does not tell (kernel.perf_event_max_stack).
 constexpr std::size_t g_usualMaxStack = 127;
 /// What a sample with a copy of the stack has.
@@ -25,19 +25,19 @@ constexpr std::uint64_t g_stackCopy =
 } // namespace
 
 StackLoader::StackLoader(ProfileContext& context, CodePlaces& places, Process& kernel,
-                         unwind::StackUnwinder* unwinder)
+                         unwind::StackUnwinder* unwinder, BranchStacks* branches)
     : m_context(context), m_places(places), m_kernel(kernel), m_unwinder(unwinder),
-      m_tree(*context.getDb())
+      m_branches(branches), m_tree(*context.getDb())
 {
 }
 
-StackLoader::Space StackLoader::spaceOf(CpuMode mode)
+Space StackLoader::spaceOf(CpuMode mode)
 {
     if (mode == CpuMode::User) return Space::user;
     return mode == CpuMode::Kernel ? Space::kernel : Space::other;
 }
 
-StackLoader::Space StackLoader::spaceOf(std::uint64_t marker)
+Space StackLoader::spaceOf(std::uint64_t marker)
 {
     if (marker == perfdata::context::User) return Space::user;
     return marker == perfdata::context::Kernel ? Space::kernel : Space::other;
@@ -74,11 +74,15 @@ StackLoader::Key StackLoader::keyOf(const Sample& sample, const Process& process
 void StackLoader::settle(const Sample& sample, Process& process, std::uint64_t tick,
                          pmu_sample_attribute_t& attr)
 {
-    const Leaf& leaf =
-        isToUnwind(sample) ? unwoundLeafOf(sample, process, tick) : leafOf(sample, process, tick);
+    const bool hasBranches = m_branches != nullptr && m_branches->hasStack(sample);
+    const Leaf& leaf = hasBranches          ? branchLeafOf(sample, process, tick)
+                       : isToUnwind(sample) ? unwoundLeafOf(sample, process, tick)
+                                            : leafOf(sample, process, tick);
     attr.seg_inst = leaf.instance;
     attr.callsite = leaf.callsite;
     attr.code_loc = leaf.code;
+    attr.lbr_head = leaf.branches;
+    if (hasBranches) m_branches->countSample(leaf.inBooks);
     m_unmapped += leaf.isUnmapped ? 1 : 0;
     m_cutOff += leaf.isCutOff ? 1 : 0;
     m_deferred += leaf.isDeferred ? 1 : 0;
@@ -106,6 +110,102 @@ StackLoader::Leaf& StackLoader::unwoundLeafOf(const Sample& sample, Process& pro
     Leaf& leaf = m_leaves[keyOfFrames(process)];
     if (!leaf.instance.exist() || !leaf.steady.holds(tick)) linkFrames(process, tick, leaf);
     return leaf;
+}
+
+StackLoader::Leaf& StackLoader::branchLeafOf(const Sample& sample, Process& process,
+                                             std::uint64_t tick)
+{
+    const Key key = branchKeyOf(sample, process);
+    if (!isKnown(key, tick)) {
+        tellBranches(key, sample, process, tick);
+        m_branches->resolve();
+        collectFrames(sample);
+        Leaf leaf;
+        buildFromBranches(m_branches->at(taskKeyOf(key, process, tick)), sample, process, tick,
+                          leaf);
+        m_leaves[key] = leaf;
+    }
+    return m_leaves[key];
+}
+
+/// The chain that came out is stored, and the one of software beside it.
+void StackLoader::buildFromBranches(const BranchTask& task, const Sample& sample, Process& process,
+                                    std::uint64_t tick, Leaf& leaf)
+{
+    Index software;
+    if (m_context.stacksAreOn()) {
+        m_chain.frames = task.software;
+        linkFrames(process, tick, leaf);
+        software = leaf.callsite;
+        m_chain.frames = task.chain;
+        m_chain.calls = task.callFrames;
+        if (task.chain != task.software) linkFrames(process, tick, leaf);
+        m_chain.calls.clear();
+    } else {
+        buildPlace(sample, process, tick, leaf);
+    }
+    if (task.isComplete) leaf.isCutOff = false;
+    leaf.branches = m_branches->row(task, software);
+    leaf.inBooks = m_branches->noteInBooks(task, process);
+}
+
+bool StackLoader::isKnown(const Key& key, std::uint64_t tick) const
+{
+    const auto entry = m_leaves.find(key);
+    return entry != m_leaves.end() && entry->second.instance.exist() &&
+           entry->second.steady.holds(tick);
+}
+
+void StackLoader::expect(const Sample& sample, Process& process, std::uint64_t tick)
+{
+    if (m_branches == nullptr || !m_branches->hasStack(sample)) return;
+    const Key key = branchKeyOf(sample, process);
+    if (!isKnown(key, tick)) tellBranches(key, sample, process, tick);
+}
+
+void StackLoader::tellBranches(const Key& key, const Sample& sample, Process& process,
+                               std::uint64_t tick)
+{
+    m_branches->prepare(process);
+    const std::uint64_t taskKey = taskKeyOf(key, process, tick);
+    if (m_branches->isTold(taskKey)) return;
+    m_chain.frames.clear();
+    if (m_context.stacksAreOn()) {
+        collectFrames(sample);
+        if (isToUnwind(sample)) appendUnwound(sample, process, tick);
+    }
+    m_branches->tell(taskKey, sample, process, tick, m_chain.frames);
+}
+
+/// The same stack is another one after its process has mapped something anew.
+std::uint64_t StackLoader::taskKeyOf(const Key& key, Process& process, std::uint64_t tick)
+{
+    return key.low ^ process.space.steadySpan(tick).from * 0x9E3779B97F4A7C15;
+}
+
+void StackLoader::resolve()
+{
+    if (m_branches != nullptr) m_branches->resolve();
+}
+
+void StackLoader::endBatch()
+{
+    if (m_branches != nullptr) m_branches->endBatch();
+}
+
+/// Cycles and predictions are no part of it.
+StackLoader::Key StackLoader::branchKeyOf(const Sample& sample, const Process& process)
+{
+    m_branched.clear();
+    for (const perfdata::Branch branch : sample.branches) {
+        m_branched.push_back(branch.from);
+        m_branched.push_back(branch.to);
+    }
+    m_branched.push_back(static_cast<std::uint64_t>(branchKindOf(*sample.event)));
+    const Key chain = keyOf(sample, process);
+    const XXH128_hash_t hash = XXH3_128bits_withSeed(
+        m_branched.data(), m_branched.size() * sizeof m_branched[0], chain.low);
+    return {hash.low64, hash.high64 ^ chain.high};
 }
 
 /// Whether the recording has the user's part of the chain as a copy of the stack. The kernel then
@@ -177,7 +277,7 @@ void StackLoader::collectFrames(const Sample& sample)
     }
     const std::uint16_t most = sample.event->attr.sampleMaxStack;
     m_chain.isCutOff = addresses >= (most != 0 ? most : g_usualMaxStack);
-    if (m_chain.isCutOff) frames.push_back({Space::other, g_skippedFrames});
+    if (m_chain.isCutOff) frames.push_back(skippedFrames);
     if (frames.empty()) frames.push_back({sampledIn, sample.ip});
 }
 
@@ -200,8 +300,7 @@ void StackLoader::appendUnwound(const Sample& sample, Process& process, std::uin
     }
     for (const std::uint64_t address : m_unwound)
         frames.push_back({Space::user, address});
-    if (stop != unwind::Stop::complete && m_unwound.size() > 1)
-        frames.push_back({Space::other, g_skippedFrames});
+    if (stop != unwind::Stop::complete && m_unwound.size() > 1) frames.push_back(skippedFrames);
 }
 
 void StackLoader::linkFrames(Process& process, std::uint64_t tick, Leaf& leaf)
@@ -214,6 +313,8 @@ void StackLoader::linkFrames(Process& process, std::uint64_t tick, Leaf& leaf)
         CodePlace place = placeOf(m_chain.frames[i], process, tick);
         callsite = callsiteOf(place, callsite, i == 0);
         leaf.steady.cutTo(place.steady);
+        if (std::ranges::find(m_chain.calls, i) != m_chain.calls.end())
+            m_places.noteSampled(place); // not an address behind a call
         if (i != 0) continue;
         if (!place.instance.exist()) m_places.makeInstance(place);
         m_places.noteSampled(place);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "load/branch_stacks.h"
 #include "load/call_tree.h"
 #include "load/code_places.h"
 #include "perfdata/recording.h"
@@ -17,13 +18,21 @@ namespace samplefold::load {
 /// Settles where samples were: with call stacks on the callsite of the sampled frame, whose parents
 /// are the callers, with call stacks off its place in code. A chain that was met before, in the
 /// same process and while nothing in it was mapped or generated anew, is one look-up. The user part
-/// of a chain that the recording holds as a copy of the stack is unwound first. Loading thread
-/// only.
+/// of a chain that the recording holds as a copy of the stack is unwound first; chains of samples
+/// with branch records are those that come out of both. Loading thread only.
 class StackLoader {
 public:
-    /// The arguments outlive the object. Without an unwinder copies of stacks are not used.
+    /// The arguments outlive the object. Without an unwinder copies of stacks are not used, without
+    /// branch stacks the records of branches are not.
     StackLoader(ProfileContext& context, CodePlaces& places, session::Process& kernel,
-                unwind::StackUnwinder* unwinder = nullptr);
+                unwind::StackUnwinder* unwinder = nullptr, BranchStacks* branches = nullptr);
+
+    /// Tells that a sample will be settled in this batch, so that the work on branch records can be
+    /// shared by several threads; `resolve` does it for all that were told. A sample that was not
+    /// told is settled all the same.
+    void expect(const perfdata::Sample& sample, session::Process& process, std::uint64_t tick);
+    void resolve();
+    void endBatch();
 
     /// Fills the fields of `attr` that say where the sample was.
     void settle(const perfdata::Sample& sample, session::Process& process, std::uint64_t tick,
@@ -35,16 +44,11 @@ public:
     std::size_t keptChains() const { return m_leaves.size(); }
 
 private:
-    /// Whose addresses follow. As wide as an address, so that frames can be hashed as bytes.
-    enum class Space : std::uint64_t { user, kernel, other };
-    struct Frame {
-        Space space;
-        std::uint64_t address;
-    };
     /// The chain in hand.
     struct Chain {
-        std::vector<Frame> frames; ///< the sampled one first
-        bool isCutOff = false;     ///< by the recording's limit
+        std::vector<Frame> frames;      ///< the sampled one first
+        std::vector<std::size_t> calls; ///< those of them that are addresses of calls themselves
+        bool isCutOff = false;          ///< by the recording's limit
         bool isDeferred = false;
     };
     /// What is kept of a chain.
@@ -52,6 +56,8 @@ private:
         samplefold_1::Index instance;
         samplefold_1::Index callsite;       ///< with call stacks on
         samplefold_1::code_location_t code; ///< with call stacks off
+        samplefold_1::Index branches;       ///< stack of branch records
+        std::size_t inBooks = 0;            ///< number of that in the books
         session::TickSpan steady;
         bool isUnmapped = false;
         bool isCutOff = false;
@@ -74,6 +80,15 @@ private:
     Leaf& leafOf(const perfdata::Sample& sample, session::Process& process, std::uint64_t tick);
     Leaf& unwoundLeafOf(const perfdata::Sample& sample, session::Process& process,
                         std::uint64_t tick);
+    Leaf& branchLeafOf(const perfdata::Sample& sample, session::Process& process,
+                       std::uint64_t tick);
+    void buildFromBranches(const BranchTask& task, const perfdata::Sample& sample,
+                           session::Process& process, std::uint64_t tick, Leaf& leaf);
+    Key branchKeyOf(const perfdata::Sample& sample, const session::Process& process);
+    void tellBranches(const Key& key, const perfdata::Sample& sample, session::Process& process,
+                      std::uint64_t tick);
+    bool isKnown(const Key& key, std::uint64_t tick) const;
+    static std::uint64_t taskKeyOf(const Key& key, session::Process& process, std::uint64_t tick);
     bool isToUnwind(const perfdata::Sample& sample) const;
     Key keyOf(const perfdata::Sample& sample, const session::Process& process) const;
     Key keyOfFrames(const session::Process& process) const;
@@ -90,10 +105,12 @@ private:
     CodePlaces& m_places;
     session::Process& m_kernel;
     unwind::StackUnwinder* m_unwinder;
+    BranchStacks* m_branches;
     CallTree m_tree;
     tsl::robin_map<Key, Leaf, KeyHash> m_leaves;
     Chain m_chain;
-    std::vector<std::uint64_t> m_unwound; ///< user addresses of the stack in hand
+    std::vector<std::uint64_t> m_unwound;  ///< user addresses of the stack in hand
+    std::vector<std::uint64_t> m_branched; ///< addresses of the branch records in hand
     std::uint64_t m_unmapped = 0;
     std::uint64_t m_cutOff = 0;
     std::uint64_t m_deferred = 0;

@@ -95,6 +95,18 @@ public:
     /// The ticks around `time` in which every answer of `find` stays the same.
     const TickSpan& steadySpan(std::uint64_t time);
 
+    /// What is looked up; after `build`. Its ranges and times are not changed by others.
+    samplefold_1::SegInstMap& segmentMap() { return m_map; }
+    /// Calls `visit(entry, segment, start)` for every mapping: its place in the map, the number of
+    /// its segment, where the whole mapping starts.
+    template <class Visit>
+    void forEachMapping(Visit&& visit)
+    {
+        if (m_state != State::built) build();
+        for (std::size_t i = 0; i < m_map.values.size(); ++i)
+            visit(m_map.values[i], m_origins[i].segment, m_origins[i].start);
+    }
+
     /// Row of dd_segment_instance behind an entry; -1 until it is set.
     rowvault1::Index instanceRow(std::size_t entry) const
     {

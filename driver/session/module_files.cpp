@@ -276,15 +276,24 @@ const ModuleFile& ModuleFiles::fileOf(Index row)
     const auto entry = m_modules.find(row.value());
     if (entry == m_modules.end()) return none;
     ModuleFile& module = entry->second;
-    if (!module.isWanted) search(module);
+    search(module);
     module.isWanted = true;
     return module;
+}
+
+const std::string& ModuleFiles::known(Index row)
+{
+    static const std::string none;
+    const auto entry = m_modules.find(row.value());
+    if (entry == m_modules.end()) return none;
+    search(entry->second);
+    return entry->second.found;
 }
 
 /// Where the profile has no build id, a file that an earlier load took is known by its checksum.
 void ModuleFiles::search(ModuleFile& module)
 {
-    if (!isSearchable(module)) return;
+    if (std::exchange(module.isSearched, true) || !isSearchable(module)) return;
     const char* const name = searchName(module);
     const auto checksum = m_earlierChecksums.find(module.path);
     if (!isRealId(module.buildId) && checksum != m_earlierChecksums.end())

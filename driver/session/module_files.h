@@ -44,7 +44,8 @@ struct ModuleFile {
     std::string notFound; ///< what the registry said of it
     std::vector<SEEK_2_13::attempt_t> attempts;
     std::vector<SEEK_2_13::attempt_t> symbolAttempts;
-    bool isNew = false;    ///< the result did not have it before this load
+    bool isNew = false; ///< the result did not have it before this load
+    bool isSearched = false;
     bool isWanted = false; ///< somebody asked for its file
     bool areSymbolsSearched = false;
 };
@@ -78,6 +79,9 @@ public:
     /// when the module is no file. Lives as long as the object. Any thread once all modules are
     /// told, but one at a time per module; so are the next two.
     const ModuleFile& fileOf(rowvault1::Index row);
+    /// Path of the module's file, empty without one, as for `fileOf`; but that somebody asked is
+    /// not noted, so that nobody hears of it when there is none.
+    const std::string& known(rowvault1::Index row);
     /// Path of a further file with the symbols of the module whose file was found; else empty.
     const std::string& symbolsOf(rowvault1::Index row);
     /// Notes a file with the symbols of a module that was looked for elsewhere.

@@ -2,6 +2,7 @@
 
 #include <log4cplus/logger.h>
 
+#include <sstream>
 #include <string>
 
 namespace samplefold_1 {
@@ -33,6 +34,17 @@ private:
 };
 
 } // namespace samplefold_1
+
+/// Logs what `pieces` write to a stream ("a" << b << "c") at debug level; they are not looked at
+/// when that level is off.
+#define SF_DEBUG(log, pieces)                                                                      \
+    do {                                                                                           \
+        if ((log).isDebugEnabled()) {                                                              \
+            std::ostringstream sfLine;                                                             \
+            sfLine << pieces;                                                                      \
+            (log).debug(sfLine.str(), __FILE__, __LINE__, __PRETTY_FUNCTION__);                    \
+        }                                                                                          \
+    } while (false)
 
 /// Leaves the function with the value behind the text (or none) when `condition` does not hold.
 #define SF_CHECK(log, condition, text, ...)                                                        \

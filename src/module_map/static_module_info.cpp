@@ -7,7 +7,6 @@
 
 #include <iomanip>
 #include <iterator>
-#include <sstream>
 
 namespace samplefold_1 {
 namespace {
@@ -29,18 +28,10 @@ Index linkOf(rowvault1::IAttributeTable& table, const Index& row)
 
 void logSegment(std::uint64_t offsetInFile, const static_module_segment_attrs_t& segment)
 {
-    if (!g_log.isDebugEnabled()) return;
-    std::ostringstream line;
-    line << std::left << "* offsetInFile = " << std::setw(15) << offsetInFile
-         << " offsetFromLoadAddress = " << std::setw(23) << segment.offsetFromLoadAddress
-         << "fileSize = " << std::setw(12) << segment.fileSize
-         << "memorySize = " << segment.memorySize;
-    g_log.debug(line.str(), __FILE__, __LINE__, __PRETTY_FUNCTION__);
-}
-
-void logText(const std::string& text)
-{
-    if (g_log.isDebugEnabled()) g_log.debug(text, __FILE__, __LINE__, __PRETTY_FUNCTION__);
+    SF_DEBUG(g_log, std::left << "* offsetInFile = " << std::setw(15) << offsetInFile
+                              << " offsetFromLoadAddress = " << std::setw(23)
+                              << segment.offsetFromLoadAddress << "fileSize = " << std::setw(12)
+                              << segment.fileSize << "memorySize = " << segment.memorySize);
 }
 
 void readSegments(const GLYPH_3_30::IModuleSymbolBank& bank, static_module_info_t& info)
@@ -131,23 +122,23 @@ void StaticModuleInfoCache::readLayout(static_module_info_t& info)
 {
     const auto image = GLYPH_3_30::IModuleImage::create(info.path.c_str(), 0, false);
     if (image == nullptr) {
-        logText("Failed to create moduleImage for " + info.path + " module!");
+        SF_DEBUG(g_log, "Failed to create moduleImage for " << info.path << " module!");
         return;
     }
     SymMgrObjectPtr<GLYPH_3_30::IModuleSymbolBank> bank;
     const GLYPH_3_30::status_t status =
         GLYPH_3_30::IModuleSymbolBank::create(bank, image, nullptr, true, "");
     if ((status & GLYPH_3_30::status::failure) != 0) {
-        logText("Failed to create symBank for " + info.path + " module!");
+        SF_DEBUG(g_log, "Failed to create symBank for " << info.path << " module!");
         return;
     }
     info.imageClass =
         bank->getImageType() == GLYPH_3_30::image_type::fixed ? g_fixedImage : g_otherImage;
     info.preferredLoadAddress = bank->getPreferredLoadAddress();
-    logText("Preferred load address for " + info.path + ": " +
-            std::to_string(info.preferredLoadAddress));
+    SF_DEBUG(g_log,
+             "Preferred load address for " << info.path << ": " << info.preferredLoadAddress);
     readSegments(*bank, info);
-    logText("");
+    SF_DEBUG(g_log, "");
 }
 
 } // namespace samplefold_1

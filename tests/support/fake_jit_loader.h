@@ -83,7 +83,10 @@ public:
 
     std::vector<std::uint64_t> borders(std::uint32_t) override { return {}; }
     std::vector<jitlens_3_13::source_t> sources(std::uint32_t) override { return {}; }
-    const jitlens_3_13::ISymbolResolver& symbols() const noexcept override { return m_symbols; }
+    boost::intrusive_ptr<jitlens_3_13::ISymbolResolver> symbols() const noexcept override
+    {
+        return m_symbols;
+    }
 
     std::uint32_t statusOnAttach = 77;
     std::uint32_t answer = jitlens_3_13::code::noCode; ///< to every resolve
@@ -104,13 +107,20 @@ private:
         {
             return false;
         }
+        bool findSymbol(std::uint64_t, jitlens_3_13::symbol_t&) const override { return false; }
+        bool findCode(const jitlens_3_13::IModule*, std::uint64_t, jitlens_3_13::symbol_t&,
+                      jitlens_3_13::code_stretch_t& stretch) const override
+        {
+            stretch = {0, ~std::uint64_t{0}};
+            return false;
+        }
         bool findLine(const jitlens_3_13::IModule&, std::uint64_t,
                       jitlens_3_13::source_line_t&) const override
         {
             return false;
         }
     };
-    tb2::ref_counted_t<NoSymbols> m_symbols;
+    boost::intrusive_ptr<NoSymbols> m_symbols{new tb2::ref_counted_t<NoSymbols>()};
 };
 
 } // namespace samplefold_test

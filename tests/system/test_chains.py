@@ -12,9 +12,9 @@ from support.perf_records import CALLCHAIN, KERNEL_MODE, USER_MARKER, Records
 from support.testing import LoadedCases, SystemTest, test_per_case
 
 # The bytes hold no unwound frames; test_unwinding has those.
-loads = LoadedCases("--unwind", "off")
+loads = LoadedCases("--unwind", "off", "--branch-stacks", "off")
 # perf knew no JIT data when it printed the chains.
-plain_loads = LoadedCases("--jit", "off", "--unwind", "off")
+plain_loads = LoadedCases("--jit", "off", "--unwind", "off", "--branch-stacks", "off")
 
 
 def tearDownModule():

@@ -4,6 +4,7 @@
 #include "debug_file.h"
 #include "range_impl.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -84,6 +85,27 @@ bool BankImpl::toAddress(std::uint64_t offsetInFile, std::uint64_t& address) con
 bool BankImpl::toOffsetInFile(std::uint64_t address, std::uint64_t& offset) const noexcept
 {
     return m_image->layout().toOffset(address, offset);
+}
+
+std::vector<code_stretch_t> BankImpl::getCode() const
+{
+    std::vector<code_stretch_t> code;
+    for (const range_t& range : m_image->layout().codeInFile())
+        code.push_back({range.start, range.end});
+    return code;
+}
+
+std::size_t BankImpl::readCode(std::uint64_t address, std::span<std::byte> bytes) const
+{
+    std::size_t filled = 0;
+    file_stretch_t stretch;
+    while (filled < bytes.size() && m_image->layout().findInFile(address + filled, stretch)) {
+        const std::uint64_t wanted = std::min<std::uint64_t>(stretch.size, bytes.size() - filled);
+        const std::size_t got = m_image->file().read(stretch.offset, bytes.subspan(filled, wanted));
+        filled += got;
+        if (got < wanted) break;
+    }
+    return filled;
 }
 
 status_t BankImpl::addDebugFile(const char* path, std::string* fault)

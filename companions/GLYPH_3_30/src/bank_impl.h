@@ -33,6 +33,8 @@ public:
     status_t getLocation(std::uint64_t rva, SymMgrObjectPtr<IAddress>& address) const override;
     bool toAddress(std::uint64_t offsetInFile, std::uint64_t& address) const noexcept override;
     bool toOffsetInFile(std::uint64_t address, std::uint64_t& offset) const noexcept override;
+    std::vector<code_stretch_t> getCode() const override;
+    std::size_t readCode(std::uint64_t address, std::span<std::byte> bytes) const override;
     status_t addDebugFile(const char* path, std::string* fault) override;
     bool findSymbol(std::uint64_t address, symbol_t& symbol) const override;
     std::span<const symbol_t> getSymbolsAt(std::uint64_t address) const override;

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -191,6 +192,18 @@ bool ElfFile::begin(std::string& fault)
         return false;
     }
     return true;
+}
+
+std::size_t ElfFile::read(std::uint64_t offset, std::span<std::byte> bytes) const
+{
+    if (offset >= m_size) return 0;
+    const std::size_t wanted = std::min<std::uint64_t>(bytes.size(), m_size - offset);
+    if (m_fd < 0) {
+        std::memcpy(bytes.data(), m_bytes.data() + offset, wanted);
+        return wanted;
+    }
+    const ssize_t got = readAt(m_fd, reinterpret_cast<char*>(bytes.data()), wanted, offset);
+    return got > 0 ? static_cast<std::size_t>(got) : 0;
 }
 
 bool ElfFile::checksum(std::uint32_t& crc) const

@@ -30,6 +30,8 @@ public:
     std::mutex& mutex() const noexcept { return m_mutex; }
     /// Bytes of the file.
     std::uint64_t size() const noexcept { return m_size; }
+    /// Copies bytes of the file from `offset` on; how many there were. Any thread.
+    std::size_t read(std::uint64_t offset, std::span<std::byte> bytes) const;
     /// The checksum of debug links over the whole file. False when it cannot be read.
     bool checksum(std::uint32_t& crc) const;
 

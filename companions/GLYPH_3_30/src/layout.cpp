@@ -54,6 +54,7 @@ bool Layout::read(const ElfFile& file, std::string& fault)
     }
     findLoadAddress();
     indexCode();
+    indexFile();
     return true;
 }
 
@@ -138,6 +139,18 @@ void Layout::indexCode()
     m_code = code.take();
 }
 
+void Layout::indexFile()
+{
+    IntervalPainter segments;
+    for (auto i = static_cast<std::uint32_t>(m_segments.size()); i-- > 0;) {
+        const segment_header_t& segment = m_segments[i];
+        if (isLoadable(segment))
+            segments.paint(rangeOf(segment.address, std::min(segment.fileSize, segment.memorySize)),
+                           i);
+    }
+    m_inFile = segments.take();
+}
+
 const section_header_t* Layout::sectionAt(std::uint64_t address) const noexcept
 {
     const piece_t* piece = m_sectionByAddress.find(address);
@@ -171,13 +184,39 @@ bool Layout::toAddress(std::uint64_t offset, std::uint64_t& address) const noexc
 
 bool Layout::toOffset(std::uint64_t address, std::uint64_t& offset) const noexcept
 {
-    for (const segment_header_t& segment : m_segments) {
-        const std::uint64_t size = std::min(segment.fileSize, segment.memorySize);
-        if (!isLoadable(segment) || !isWithin(address, segment.address, size)) continue;
-        offset = segment.offset + (address - segment.address);
-        return true;
+    file_stretch_t stretch;
+    if (!findInFile(address, stretch)) return false;
+    offset = stretch.offset;
+    return true;
+}
+
+bool Layout::findInFile(std::uint64_t address, file_stretch_t& stretch) const noexcept
+{
+    const piece_t* piece = m_inFile.find(address);
+    if (piece == nullptr) return false;
+    const segment_header_t& segment = m_segments[piece->value];
+    stretch = {segment.offset + (address - segment.address), piece->end - address};
+    return true;
+}
+
+std::vector<range_t> Layout::codeInFile() const
+{
+    std::vector<range_t> code;
+    auto held = m_inFile.pieces().begin();
+    for (const piece_t& piece : m_code.pieces()) {
+        while (held != m_inFile.pieces().end() && held->end <= piece.start)
+            ++held;
+        for (auto part = held; part != m_inFile.pieces().end() && part->start < piece.end; ++part) {
+            const range_t range{std::max(part->start, piece.start), std::min(part->end, piece.end)};
+            const bool goesOn =
+                !code.empty() && code.back().end == range.start && code.back().start >= piece.start;
+            if (goesOn)
+                code.back().end = range.end;
+            else
+                code.push_back(range);
+        }
     }
-    return false;
+    return code;
 }
 
 } // namespace GLYPH_3_30

@@ -28,6 +28,12 @@ struct section_header_t {
     std::uint64_t offset = 0;
 };
 
+/// Bytes of the file that stand side by side.
+struct file_stretch_t {
+    std::uint64_t offset = 0;
+    std::uint64_t size = 0;
+};
+
 /// Immutable once read; any thread.
 class Layout {
 public:
@@ -49,12 +55,17 @@ public:
     bool findCode(std::uint64_t address, range_t& code) const noexcept;
     bool toAddress(std::uint64_t offset, std::uint64_t& address) const noexcept;
     bool toOffset(std::uint64_t address, std::uint64_t& offset) const noexcept;
+    /// The bytes from `address` on to the end of what one segment has; false when there are none.
+    bool findInFile(std::uint64_t address, file_stretch_t& stretch) const noexcept;
+    /// The stretches of code as far as they are in the file, by address.
+    std::vector<range_t> codeInFile() const;
 
 private:
     bool readSegments(const ElfFile& file, std::string& fault);
     bool readSections(Elf* elf, std::string& fault);
     void findLoadAddress();
     void indexCode();
+    void indexFile();
 
     bool m_isFixed = false;
     std::uint32_t m_machine = 0;
@@ -63,6 +74,7 @@ private:
     std::vector<section_header_t> m_sections;
     IntervalMap m_sectionByAddress;
     IntervalMap m_code;
+    IntervalMap m_inFile; ///< address to the index of the first loadable segment that has it
 };
 
 } // namespace GLYPH_3_30

@@ -125,7 +125,7 @@ void readLinkageTables(const ElfFile& file, const Layout& layout, std::deque<std
             if (length == g_maxNameBytes) continue;
             names.push_back(std::string(slot->second, length) + "@plt");
             symbols.push_back({names.back().c_str(), address, 0, step, symbol_kind_t::function,
-                               symbol_binding_t::local, symbol_origin_t::linkageTable});
+                               symbol_binding_t::local, symbol_origin_t::linkageTable, false});
         }
     }
 }

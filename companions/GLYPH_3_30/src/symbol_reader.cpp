@@ -50,8 +50,8 @@ void readTable(Elf* elf, Elf_Scn* table, const TextTable& names, const Layout& l
         if (!kind || name == nullptr || *name == '\0' || entry.st_shndx == SHN_UNDEF ||
             !layout.findCode(entry.st_value, code))
             continue;
-        symbols.push_back(
-            {name, entry.st_value, 0, entry.st_size, *kind, bindingOf(entry), origin});
+        symbols.push_back({name, entry.st_value, 0, entry.st_size, *kind, bindingOf(entry), origin,
+                           GELF_ST_TYPE(entry.st_info) == STT_GNU_IFUNC});
     }
 }
 

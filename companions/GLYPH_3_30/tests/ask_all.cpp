@@ -73,7 +73,10 @@ std::uint64_t askAt(const IModuleSymbolBank& bank, std::uint64_t address)
     if (bank.getSectionAt(address, section) == status::success) sum += sumOf(section->getName());
     std::uint64_t offset = 0;
     std::uint64_t back = 0;
-    if (bank.toOffsetInFile(address, offset)) require(bank.toAddress(offset, back));
+    const bool isInFile = bank.toOffsetInFile(address, offset);
+    if (isInFile) require(bank.toAddress(offset, back));
+    std::byte code[16];
+    require((bank.readCode(address, code) != 0) == isInFile);
     return sum;
 }
 
@@ -92,6 +95,11 @@ std::uint64_t askAll(std::span<const std::byte> bytes, std::size_t addresses)
     for (std::size_t i = 0; i < symbols.size(); ++i) {
         require(symbols[i].start < symbols[i].end);
         require(i == 0 || symbols[i - 1].start <= symbols[i].start);
+    }
+    std::uint64_t behind = 0;
+    for (const code_stretch_t& code : bank->getCode()) {
+        require(behind <= code.start && code.start < code.end);
+        behind = code.end;
     }
     for (const std::uint64_t address : placesOf(*bank, addresses))
         sum += askAt(*bank, address);

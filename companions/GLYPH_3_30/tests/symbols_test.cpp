@@ -130,7 +130,7 @@ TEST_P(Symbols, anAddressHasTheSymbolOfAWalkOverTheTables)
              {rows[i].start - 1, rows[i].start, rows[i].start + 1, rows[i].start + rows[i].size - 1,
               rows[i].start + rows[i].size})
             addresses.push_back(at);
-    int found = 0;
+    std::size_t found = 0;
     for (const std::uint64_t address : addresses) {
         std::uint64_t start = 0;
         const std::set<std::string> names = namesAt(rows, sections, address, start);
@@ -144,7 +144,7 @@ TEST_P(Symbols, anAddressHasTheSymbolOfAWalkOverTheTables)
         ASSERT_TRUE(names.count(withoutVersion(symbol.name))) << toHex(address) << symbol.name;
         ASSERT_TRUE(symbol.start <= address && address < symbol.end);
     }
-    EXPECT_GE(found, rows.size() > 20 ? 100 : 0);
+    EXPECT_GE(found, rows.size() > 20 ? std::min<std::size_t>(rows.size() / 2, 100) : 0);
 }
 
 TEST_P(Symbols, allNamesOfCodeAreListed)

@@ -21,6 +21,9 @@ public:
     /// Adds the first address of every region that has a time, and the one behind its last.
     virtual void addBorders(std::vector<std::uint64_t>& borders) const = 0;
     virtual bool findSymbol(std::uint64_t rva, symbol_t& symbol) const = 0;
+    /// The function with bytes that holds the address. `stretch` becomes its addresses or, when
+    /// there is none, those up to the functions around it.
+    virtual bool findCode(std::uint64_t rva, symbol_t& symbol, code_stretch_t& stretch) const = 0;
     virtual bool findLine(std::uint64_t rva, source_line_t& line) const = 0;
     /// As IJitLoader::ignoreTimes. One thread, before any question.
     virtual void ignoreTimes() = 0;

@@ -77,6 +77,22 @@ bool DumpCode::findSymbol(std::uint64_t rva, symbol_t& symbol) const
     return true;
 }
 
+bool DumpCode::findCode(std::uint64_t rva, symbol_t& symbol, code_stretch_t& stretch) const
+{
+    if (findSymbol(rva, symbol)) {
+        stretch = {symbol.rva, symbol.rva + symbol.size};
+        return true;
+    }
+    const auto after = functionBehind(rva);
+    stretch = {0, std::numeric_limits<std::uint64_t>::max()};
+    if (after != m_functions.end()) stretch.end = after->code;
+    if (after != m_functions.begin()) {
+        const dump_function_t& before = *(after - 1);
+        stretch.start = std::uint64_t{before.code} + before.size;
+    }
+    return false;
+}
+
 bool DumpCode::findLine(std::uint64_t rva, source_line_t& line) const
 {
     const dump_function_t* function = functionAt(rva);
@@ -101,11 +117,16 @@ void DumpCode::ignoreTimes()
     m_index = RegionIndex(std::move(kept));
 }
 
-const dump_function_t* DumpCode::functionAt(std::uint64_t rva) const
+std::vector<dump_function_t>::const_iterator DumpCode::functionBehind(std::uint64_t rva) const
 {
-    const auto after = std::upper_bound(
+    return std::upper_bound(
         m_functions.begin(), m_functions.end(), rva,
         [](std::uint64_t wanted, const dump_function_t& f) { return wanted < f.code; });
+}
+
+const dump_function_t* DumpCode::functionAt(std::uint64_t rva) const
+{
+    const auto after = functionBehind(rva);
     if (after == m_functions.begin()) return nullptr;
     const dump_function_t& function = *(after - 1);
     return rva - function.code < function.size ? &function : nullptr;

@@ -20,12 +20,15 @@ public:
                     region_t& region) const override;
     void addBorders(std::vector<std::uint64_t>& borders) const override;
     bool findSymbol(std::uint64_t rva, symbol_t& symbol) const override;
+    bool findCode(std::uint64_t rva, symbol_t& symbol, code_stretch_t& stretch) const override;
     bool findLine(std::uint64_t rva, source_line_t& line) const override;
     void ignoreTimes() override;
 
     const RegionIndex& index() const noexcept { return m_index; }
 
 private:
+    /// The first function that starts behind `rva`.
+    std::vector<dump_function_t>::const_iterator functionBehind(std::uint64_t rva) const;
     const dump_function_t* functionAt(std::uint64_t rva) const;
 
     std::vector<std::byte> m_bytes;

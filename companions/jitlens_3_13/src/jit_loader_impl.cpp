@@ -87,7 +87,9 @@ ProcessCode& JitLoaderImpl::process(std::uint32_t pid)
 const ProcessCode& JitLoaderImpl::readProcess(std::uint32_t pid)
 {
     ProcessCode& asked = process(pid);
-    asked.readOnce(m_number, [this, pid] { return findFiles(pid); });
+    asked.readOnce(
+        m_number, [this, pid] { return findFiles(pid); },
+        [this](const boost::intrusive_ptr<ModuleImpl>& module) { m_symbols->addModule(module); });
     return asked;
 }
 

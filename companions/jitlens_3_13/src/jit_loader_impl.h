@@ -30,7 +30,7 @@ public:
                              std::uint32_t pid, std::uint32_t status, region_t& region) override;
     std::vector<std::uint64_t> borders(std::uint32_t pid) override;
     std::vector<source_t> sources(std::uint32_t pid) override;
-    const ISymbolResolver& symbols() const noexcept override { return *m_symbols; }
+    boost::intrusive_ptr<ISymbolResolver> symbols() const noexcept override { return m_symbols; }
 
 private:
     ProcessCode& process(std::uint32_t pid);
@@ -41,7 +41,7 @@ private:
     std::uint64_t m_number; ///< unlike that of any other loader of the program
     std::vector<std::string> m_directories;
     std::string m_dataPath;
-    boost::intrusive_ptr<ISymbolResolver> m_symbols;
+    boost::intrusive_ptr<SymbolResolverImpl> m_symbols;
     std::shared_mutex m_mutex; ///< of the map, not of the processes
     std::unordered_map<std::uint32_t, std::unique_ptr<ProcessCode>> m_processes;
 };

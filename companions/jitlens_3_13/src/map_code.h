@@ -4,6 +4,7 @@
 #include "map_reader.h"
 
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -19,6 +20,11 @@ public:
                     region_t& region) const override;
     void addBorders(std::vector<std::uint64_t>&) const override {} // without times
     bool findSymbol(std::uint64_t rva, symbol_t& symbol) const override;
+    bool findCode(std::uint64_t, symbol_t&, code_stretch_t& stretch) const override
+    {
+        stretch = {0, std::numeric_limits<std::uint64_t>::max()}; // it has no bytes
+        return false;
+    }
     bool findLine(std::uint64_t rva, source_line_t& line) const override;
     void ignoreTimes() override {} // there are none
 

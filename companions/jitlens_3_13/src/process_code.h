@@ -25,14 +25,17 @@ public:
     void addFile(const std::string& path) { m_added.push_back(path); }
     void ignoreTimes();
 
-    /// Reads the added files and those that `find` gives, unless that has been done. Any thread.
-    template <class Find>
-    void readOnce(std::uint64_t loader, const Find& find)
+    /// Reads the added files and those that `find` gives, unless that has been done; tells `take`
+    /// each module that came of it. Any thread.
+    template <class Find, class Take>
+    void readOnce(std::uint64_t loader, const Find& find, const Take& take)
     {
         if (m_isRead.load(std::memory_order_acquire)) return;
         const std::lock_guard lock(m_mutex);
         if (m_isRead.load(std::memory_order_relaxed)) return;
         read(loader, find());
+        for (const process_file_t& file : m_files)
+            if (file.module) take(file.module);
         m_isRead.store(true, std::memory_order_release);
     }
 

@@ -77,7 +77,7 @@ TEST_F(DumpFormat, aSymbolHasTheBytesOfItsCode)
     const std::size_t place = dump.load(100, 0x1000, "name of f", "\x55\x90\xc3");
     add(dump);
     symbol_t symbol;
-    ASSERT_TRUE(loader->symbols().findSymbol(*moduleAt(100, 0x1000), place + 2, symbol));
+    ASSERT_TRUE(loader->symbols()->findSymbol(*moduleAt(100, 0x1000), place + 2, symbol));
     EXPECT_EQ(symbol.name, "name of f");
     EXPECT_EQ(symbol.rva, place);
     EXPECT_EQ(symbol.size, 3u);
@@ -93,9 +93,9 @@ TEST_F(DumpFormat, noSymbolBesideTheCode)
     add(dump);
     symbol_t symbol;
     const auto module = moduleAt(100, 0x1000);
-    EXPECT_FALSE(loader->symbols().findSymbol(*module, place - 1, symbol));
-    EXPECT_FALSE(loader->symbols().findSymbol(*module, place + 3, symbol));
-    EXPECT_FALSE(loader->symbols().findSymbol(*module, forever, symbol));
+    EXPECT_FALSE(loader->symbols()->findSymbol(*module, place - 1, symbol));
+    EXPECT_FALSE(loader->symbols()->findSymbol(*module, place + 3, symbol));
+    EXPECT_FALSE(loader->symbols()->findSymbol(*module, forever, symbol));
 }
 
 TEST_F(DumpFormat, theOtherByteOrderIsRefused)

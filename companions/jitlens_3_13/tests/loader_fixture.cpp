@@ -39,7 +39,7 @@ std::string LoaderTest::at(std::uint64_t time, std::uint64_t ip)
     if (answer == code::noCode) return nothing;
     if (answer != code::found) return "code " + std::to_string(answer);
     symbol_t symbol;
-    if (!module || !loader->symbols().findSymbol(*module, rva, symbol)) return "no symbol";
+    if (!module || !loader->symbols()->findSymbol(*module, rva, symbol)) return "no symbol";
     return std::string(symbol.name) + "+" + std::to_string(rva - symbol.rva);
 }
 
@@ -65,7 +65,7 @@ std::string LoaderTest::lineAt(std::uint64_t time, std::uint64_t ip)
     boost::intrusive_ptr<IModule> module;
     if (loader->resolve(time, ip, pid, status, rva, module) != code::found) return "no code";
     source_line_t line;
-    if (!loader->symbols().findLine(*module, rva, line)) return nothing;
+    if (!loader->symbols()->findLine(*module, rva, line)) return nothing;
     return std::string(line.file) + ":" + std::to_string(line.line);
 }
 

@@ -288,8 +288,8 @@ TEST_F(Loader, modulesOfAnotherLoaderAreNotNamed)
     add("x", "1000 10 f\n");
     const auto module = moduleAt(0, 0x1000);
     symbol_t symbol;
-    EXPECT_FALSE(searching->symbols().findSymbol(*module, 0x1000, symbol));
-    EXPECT_TRUE(loader->symbols().findSymbol(*module, 0x1000, symbol));
+    EXPECT_FALSE(searching->symbols()->findSymbol(*module, 0x1000, symbol));
+    EXPECT_TRUE(loader->symbols()->findSymbol(*module, 0x1000, symbol));
 }
 
 TEST_F(Loader, aModuleAndItsNameOutliveTheLoader)

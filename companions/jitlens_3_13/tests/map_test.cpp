@@ -33,7 +33,7 @@ TEST_F(PerfMap, theRelativeAddressIsTheAddress)
     map("1000 10 f\n");
     EXPECT_EQ(rvaAt(5, 0x1004), 0x1004u);
     symbol_t symbol;
-    ASSERT_TRUE(loader->symbols().findSymbol(*moduleAt(5, 0x1004), 0x1004, symbol));
+    ASSERT_TRUE(loader->symbols()->findSymbol(*moduleAt(5, 0x1004), 0x1004, symbol));
     EXPECT_EQ(symbol.rva, 0x1000u);
     EXPECT_EQ(symbol.size, 16u);
     EXPECT_TRUE(symbol.code.empty());
@@ -169,7 +169,7 @@ TEST_F(PerfMap, linesOfSourceAreNotKnown)
 {
     map("1000 10 f\n");
     source_line_t line;
-    EXPECT_FALSE(loader->symbols().findLine(*moduleAt(0, 0x1000), 0x1000, line));
+    EXPECT_FALSE(loader->symbols()->findLine(*moduleAt(0, 0x1000), 0x1000, line));
 }
 
 TEST_F(PerfMap, nestedLinesStayWithinTwoPiecesEach)

@@ -68,7 +68,7 @@ TEST_F(Parallel, threadsAskManyProcessesAtOnce)
                 right += answer == code::noCode;
             else
                 right += answer == code::found &&
-                         loader->symbols().findSymbol(*module, rva, symbol) &&
+                         loader->symbols()->findSymbol(*module, rva, symbol) &&
                          symbol.name == "f" + std::to_string(i);
         }
     });

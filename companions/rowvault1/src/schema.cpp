@@ -12,8 +12,16 @@ std::vector<table_t> collectTables()
 {
     std::vector<table_t> all;
     for (const std::span<const table_t> part :
-         {sampleTables(), codeTables(), moduleTables(), processTables(), platformTables(),
-          topologyTables(), loadTables()})
+         {sampleTables(), branchTables(), codeTables(), moduleTables(), processTables(),
+          platformTables(), topologyTables(), loadTables()})
+        all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+std::vector<view_t> collectViews()
+{
+    std::vector<view_t> all;
+    for (const std::span<const view_t> part : {readableViews(), branchViews()})
         all.insert(all.end(), part.begin(), part.end());
     return all;
 }
@@ -28,7 +36,8 @@ std::span<const table_t> tables()
 
 std::span<const view_t> views()
 {
-    return readableViews();
+    static const std::vector<view_t> all = collectViews();
+    return all;
 }
 
 const table_t* findTable(std::string_view name)

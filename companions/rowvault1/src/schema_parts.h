@@ -8,6 +8,7 @@
 namespace rowvault1::schema {
 
 std::span<const table_t> sampleTables();
+std::span<const table_t> branchTables();
 std::span<const table_t> codeTables();
 std::span<const table_t> moduleTables();
 std::span<const table_t> processTables();
@@ -15,5 +16,6 @@ std::span<const table_t> platformTables();
 std::span<const table_t> topologyTables();
 std::span<const table_t> loadTables();
 std::span<const view_t> readableViews();
+std::span<const view_t> branchViews();
 
 } // namespace rowvault1::schema

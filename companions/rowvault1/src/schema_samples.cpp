@@ -83,10 +83,6 @@ constexpr column_t g_htmInfo[] = {
     {1, "text", text, "", "The word in readable form."},
 };
 
-constexpr column_t g_lbrHead[] = {
-    {0, "summary", text, "", "Summary of a branch record stack."},
-};
-
 constexpr table_t g_tables[] = {
     {"dd_sample", table_kind_t::attribute, "A row per distinct combination of sample attributes.",
      g_sample},
@@ -105,7 +101,6 @@ constexpr table_t g_tables[] = {
      g_memAccess},
     {"dd_htm_info", table_kind_t::attribute, "A row per distinct transactional memory status.",
      g_htmInfo},
-    {"dd_lbr_head", table_kind_t::attribute, "A row per head of a branch record stack.", g_lbrHead},
 };
 
 } // namespace

@@ -29,6 +29,8 @@ constexpr column_t g_samples[] = {
     {17, "function", text, "", "Function that was sampled; null where it is not known."},
     {18, "file", text, "", "Source file that was sampled; null where it is not known."},
     {19, "line", s32, "", "Line in it; null where it is not known."},
+    {20, "interval", s32, "sample_instance", "Number of the sample, as explain takes it."},
+    {21, "branch_stack", s32, "dd_lbr_head", "Its branch records; null where it has none."},
 };
 
 constexpr std::string_view g_samplesSelect = R"(
@@ -55,7 +57,8 @@ SELECT i.start_tsc AS start_tsc, i.end_tsc AS end_tsc, e.name AS event,
        (SELECT n.line FROM dd_callsite AS k
           JOIN dd_code_location AS l ON l.id = k.code_loc
           JOIN dd_code_name AS n ON n.mod_seg = l.mod_seg AND n.rva = l.rva
-         WHERE k.id = i.callsite LIMIT 1) AS line
+         WHERE k.id = i.callsite LIMIT 1) AS line,
+       i.id AS interval, nullif(s.lbr_head, -1) AS branch_stack
   FROM sample_instance AS i
   LEFT JOIN dd_sample AS s ON s.id = i.sample
   LEFT JOIN dd_event_type AS e ON e.id = i.event_type

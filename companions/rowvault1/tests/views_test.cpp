@@ -84,8 +84,9 @@ TEST_F(Views, SamplesShowNamesBesideTheKeysAndTheIpInHexadecimal)
 {
     add(10, 1, 2, true);
     result->finish();
-    EXPECT_EQ(shell("SELECT * FROM samples"), "1|10|cycles|100|105|work|worker|6|kernel|"
-                                              "0xffffffff81000000|vmlinux|500|0.5|2|1|cycles|2|||");
+    EXPECT_EQ(shell("SELECT * FROM samples"),
+              "1|10|cycles|100|105|work|worker|6|kernel|"
+              "0xffffffff81000000|vmlinux|500|0.5|2|1|cycles|2||||1|");
 }
 
 TEST_F(Views, AMissingKeyShowsAsNull)

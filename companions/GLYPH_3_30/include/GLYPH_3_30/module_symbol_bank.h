@@ -11,6 +11,7 @@
 #include <GLYPH_3_30/symbol.h>
 #include <GLYPH_3_30/symbol_file_resolver.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -22,6 +23,12 @@ namespace image_type {
 inline constexpr std::int32_t fixed = 1;       ///< linked to run at one address (ET_EXEC)
 inline constexpr std::int32_t relocatable = 2; ///< runs at any (ET_DYN)
 } // namespace image_type
+
+/// Image addresses [start, end).
+struct code_stretch_t {
+    std::uint64_t start = 0;
+    std::uint64_t end = 0;
+};
 
 /// Layout, symbols and debug information of a module. Symbols are read by the first question for
 /// them, debug information piece by piece as it is asked for. All answers are for image addresses
@@ -54,6 +61,13 @@ public:
     virtual bool toAddress(std::uint64_t offsetInFile, std::uint64_t& address) const noexcept = 0;
     /// The byte of the file at an image address; false where memory has no byte of the file.
     virtual bool toOffsetInFile(std::uint64_t address, std::uint64_t& offset) const noexcept = 0;
+
+    /// The code that the file holds, by address and without overlaps: executable sections or, in a
+    /// file without sections, executable segments, as far as loadable segments have bytes of them.
+    virtual std::vector<code_stretch_t> getCode() const = 0;
+    /// Copies what the loadable segments have in the file, from an image address on. Ends early at
+    /// the first byte that is not in the file or cannot be read; returns how many bytes there were.
+    virtual std::size_t readCode(std::uint64_t address, std::span<std::byte> bytes) const = 0;
 
     /// Prepares: take symbols and debug information from the file at `path` too. It must have the
     /// build id of the image or, where one of them has none, the checksum of its debug link;

@@ -37,6 +37,7 @@ struct symbol_t {
     symbol_kind_t kind = symbol_kind_t::function;
     symbol_binding_t binding = symbol_binding_t::global;
     symbol_origin_t origin = symbol_origin_t::table;
+    bool isChooser = false; ///< not the function of that name, but what picks it at the start
 };
 
 /// A name in human form: demangled if it is mangled by the C++ ABI, as it is otherwise. A name that

@@ -116,8 +116,8 @@ public:
 
     /// The files of a process in the order in which they are asked, read now if they were not yet.
     virtual std::vector<source_t> sources(std::uint32_t pid) = 0;
-    /// Names for relative addresses; lives as long as the loader.
-    virtual const ISymbolResolver& symbols() const noexcept = 0;
+    /// Names for relative addresses; knows the modules that the loader has given out.
+    virtual boost::intrusive_ptr<ISymbolResolver> symbols() const noexcept = 0;
 };
 
 } // namespace jitlens_3_13
