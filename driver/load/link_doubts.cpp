@@ -1,5 +1,7 @@
 #include "load/link_doubts.h"
 
+#include <algorithm>
+#include <array>
 #include <unordered_set>
 #include <vector>
 
@@ -11,11 +13,19 @@ using pathnav_3::IBasicBlock;
 namespace {
 
 constexpr std::string_view g_linkageSuffix = "@plt";
-/// The dynamic linker's entry, which looks a function up and jumps to it.
 constexpr std::string_view g_lazyLinker = "_dl_runtime_resolve";
+/// Functions that may come back, but mostly go on in the code of another frame.
+constexpr std::array<std::string_view, 5> g_goElsewhere{
+    "_Unwind_ForcedUnwind", "_Unwind_RaiseException", "_Unwind_Resume_or_Rethrow", "setcontext",
+    "swapcontext"};
 constexpr auto g_jump = static_cast<std::int32_t>(pathnav_3::terminator_t::jump);
 /// Blocks that are looked at before a link is let be.
 constexpr std::size_t g_mostBlocks = 2000;
+
+bool goesElsewhere(std::string_view name)
+{
+    return std::ranges::find(g_goElsewhere, name) != g_goElsewhere.end();
+}
 
 std::string_view withoutVersion(std::string_view name)
 {
@@ -70,27 +80,35 @@ bool LinkDoubts::mayGoOn(const bank_t& bank, std::uint64_t jump, const LinkEnd& 
     symbol_t entry;
     const bool isEntry = bank->findSymbol(jump + bank->getPreferredLoadAddress(), entry) &&
                          entry.origin == GLYPH_3_30::symbol_origin_t::linkageTable;
-    if (isEntry) {
-        const std::string_view name = entry.name;
-        return isNamed(withoutVersion(name.substr(0, name.size() - g_linkageSuffix.size())), child,
-                       isBranch);
-    }
-    return to.path == child.path && !neverReturns(bank, to.rva);
+    if (!isEntry) return to.path == child.path && !neverReturns(bank, to.rva);
+    std::string_view name = entry.name;
+    name = withoutVersion(name.substr(0, name.size() - g_linkageSuffix.size()));
+    if (const symbol_t* const named = function(name, child.path); named != nullptr)
+        return isIn(*named, child, isBranch);
+    // A function of a third module may jump on to the child's, as those that free memory do.
+    const std::uint64_t rva = entry.start - bank->getPreferredLoadAddress();
+    return isInLazyLinker(child) || (!neverReturns(bank, rva) && !goesElsewhere(name));
 }
 
-/// Whether the child lies in the function of that name, in one that it jumps to, or may lie in one
-/// that was picked for it at the start of the program.
-bool LinkDoubts::isNamed(std::string_view name, const LinkEnd& child, bool isBranch)
+/// Whether the child lies in the function, in one that it jumps to, or may lie in one that was
+/// picked for it at the start of the program.
+bool LinkDoubts::isIn(const symbol_t& function, const LinkEnd& child, bool isBranch)
 {
     const bank_t bank = m_verifier.getCachedSymbolBank(child.path);
     const std::uint64_t base = bank->getPreferredLoadAddress();
     symbol_t held;
-    if (!bank->findSymbol(child.rva + base, held)) return true;
-    if (std::string_view(held.name).starts_with(g_lazyLinker)) return true;
-    const symbol_t* const named = function(name, child.path);
-    if (named == nullptr) return false;
-    return named->isChooser || named->start == held.start ||
-           leadsTo({child.path, named->start - base}, child, isBranch);
+    return function.isChooser || !bank->findSymbol(child.rva + base, held) ||
+           held.start == function.start ||
+           leadsTo({child.path, function.start - base}, child, isBranch);
+}
+
+/// The dynamic linker's entry looks a function up and jumps to it.
+bool LinkDoubts::isInLazyLinker(const LinkEnd& child)
+{
+    const bank_t bank = m_verifier.getCachedSymbolBank(child.path);
+    symbol_t held;
+    return !bank->findSymbol(child.rva + bank->getPreferredLoadAddress(), held) ||
+           std::string_view(held.name).starts_with(g_lazyLinker);
 }
 
 const symbol_t* LinkDoubts::function(std::string_view name, const std::string& path)

@@ -38,7 +38,8 @@ private:
     bool leadsTo(const LinkEnd& to, const LinkEnd& child, bool isBranch);
     bool mayGoOn(const bank_t& bank, std::uint64_t jump, const LinkEnd& to, const LinkEnd& child,
                  bool isBranch);
-    bool isNamed(std::string_view name, const LinkEnd& child, bool isBranch);
+    bool isIn(const GLYPH_3_30::symbol_t& function, const LinkEnd& child, bool isBranch);
+    bool isInLazyLinker(const LinkEnd& child);
     const GLYPH_3_30::symbol_t* function(std::string_view name, const std::string& path);
     bool neverReturns(const bank_t& bank, std::uint64_t rva) const;
 

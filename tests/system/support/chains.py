@@ -7,6 +7,9 @@ from support import result
 
 KERNEL_PID = -1
 
+# What stands behind a chain that goes on: where the kernel stopped, and where branch records end.
+END_MARKS = (1, result.U64)
+
 CALLSITES_SQL = """
 SELECT c.id, c.parent, c.mark, nullif(l.mod_seg, -1), l.rva
   FROM dd_callsite c JOIN dd_code_location l ON l.id = c.code_loc"""
@@ -41,7 +44,7 @@ class Frame(NamedTuple):
     @property
     def is_end_mark(self):
         """Says that the chain goes on where the recording ends."""
-        return self.segment is None and self.rva == 1
+        return self.segment is None and self.rva in END_MARKS
 
 
 class Sample(NamedTuple):
@@ -90,6 +93,17 @@ class Chains:
     def without_mark(self, callsite):
         frames = self.frames(callsite)
         return frames[:-1] if len(frames) > 1 and frames[-1].is_end_mark else frames
+
+    def stored_addresses(self, sample):
+        """The chain of a sample as addresses, the sampled one first, without the end mark. For processes in which no
+        segment lies at two places."""
+        addresses = []
+        for frame in self.without_mark(sample.callsite):
+            found = self.addresses(frame, sample)
+            if len(found) != 1:
+                raise AssertionError(f"{frame} of {sample} stands for {len(found)} addresses")
+            addresses += found
+        return addresses
 
     def is_kernel(self, frame):
         return (frame.segment, self.kernel) in self._places
