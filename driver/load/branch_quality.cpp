@@ -73,8 +73,7 @@ std::size_t BranchQuality::add(const BranchTask& task,
     stack.chain = static_cast<std::uint32_t>(framesOf(task.chain));
     stack.source = task.source;
     stack.merge = task.merge;
-    stack.isChecked = !task.verdicts.empty();
-    stack.isCallStack = task.kind == BranchKind::callStack && stack.isChecked && stack.chain != 0;
+    stack.isCallStack = task.kind == BranchKind::callStack && stack.chain != 0;
     stack.isComplete = task.isComplete;
     for (std::size_t i = 0; i < task.verdicts.size(); ++i) {
         const std::size_t meaning = m_meaningOf[static_cast<std::size_t>(task.verdicts[i])];

@@ -35,7 +35,6 @@ private:
         std::uint32_t chain = 0;
         ChainSource source = ChainSource::none;
         samplefold_1::merge_outcome_t merge = samplefold_1::merge_outcome_t::none;
-        bool isChecked = false;
         bool isCallStack = false;
         bool isComplete = false;
         std::array<std::uint16_t, 16> verdicts{}; ///< by their place among verdict::meanings

@@ -91,12 +91,12 @@ void BranchRows::readHeads(rowvault1::IDatabase& db)
 {
     session::readTable(
         "dd_lbr_head", db,
-        std::array{"kind", "records", "verdicts", "chain", "merge", "software", "rowid"},
+        std::array{"kind", "records", "verdicts", "chain", "merge", "common", "software", "rowid"},
         [this](const auto& row) {
             const auto text = [&row](std::size_t at) { return std::string(row[at].as_text()); };
-            m_rows.try_emplace(keyOf({text(0), text(1), text(2), text(3), text(4),
-                                      rowvault1::utils::variantToIndex(row[5])}),
-                               rowvault1::utils::variantToIndex(row[6]));
+            m_rows.try_emplace(keyOf({text(0), text(1), text(2), text(3), text(4), text(5),
+                                      rowvault1::utils::variantToIndex(row[6])}),
+                               rowvault1::utils::variantToIndex(row[7]));
         });
 }
 
@@ -115,20 +115,21 @@ BranchRows::Key BranchRows::keyOf(const Columns& columns)
 {
     XXH64_hash_t seed = static_cast<std::uint32_t>(columns.software.value());
     for (const std::string* text :
-         {&columns.kind, &columns.verdicts, &columns.chain, &columns.merge})
+         {&columns.kind, &columns.verdicts, &columns.chain, &columns.merge, &columns.common})
         seed = XXH3_64bits_withSeed(text->data(), text->size(), seed);
     const XXH128_hash_t hash =
         XXH3_128bits_withSeed(columns.records.data(), columns.records.size(), seed);
     return {hash.low64, hash.high64 ^ seed};
 }
 
-Index BranchRows::head(const BranchTask& task, Index software)
+Index BranchRows::head(const BranchTask& task, Index software, std::string_view common)
 {
     m_columns.kind = nameOf(task.kind);
     putRecords(task.records, m_columns.records);
     m_columns.verdicts = task.verdicts;
     m_columns.chain = nameOf(task.source);
     m_columns.merge = nameOf(task.merge);
+    m_columns.common = common;
     m_columns.software = software;
     const auto [entry, isNew] = m_rows.try_emplace(keyOf(m_columns));
     if (!isNew) return entry->second;
@@ -139,29 +140,43 @@ Index BranchRows::head(const BranchTask& task, Index software)
         .set("verdicts", textOrNull(m_columns.verdicts))
         .set("chain", textOrNull(m_columns.chain))
         .set("merge", textOrNull(m_columns.merge))
+        .set("common", textOrNull(m_columns.common))
         .set("software", indexToVariant(software));
     return entry.value() = m_heads.commit();
 }
 
-void BranchRows::addDetails(Index thread, std::uint64_t tick, const perfdata::Sample& sample)
+void BranchRows::addDetails(Index thread, std::uint64_t tick, std::string_view each)
 {
-    m_text.resize(sample.branches.size() * g_detailDigits);
-    char* out = m_text.data();
-    std::uint64_t all = 0;
-    bool areEqual = true;
-    for (const perfdata::Branch branch : sample.branches) {
-        all |= branch.cycles() | (branch.flags & g_flags);
-        out = putDetail(out, branch);
-        areEqual = areEqual && std::string_view(out - g_detailDigits, g_detailDigits) ==
-                                   std::string_view(m_text).substr(0, g_detailDigits);
-    }
-    if (all == 0) return;
-    if (areEqual) m_text.resize(g_detailDigits);
+    if (each.empty()) return;
     m_details.clear();
     m_details.set("thread", indexToVariant(thread))
         .set("tick", variant_t(tick))
-        .set("details", variant_t(m_text));
+        .set("details", variant_t(each));
     m_details.commit();
+}
+
+void BranchDetails::read(const perfdata::Sample& sample)
+{
+    m_text.resize(sample.branches.size() * g_detailDigits);
+    char* out = m_text.data();
+    std::uint64_t first = 0;
+    m_isCommon = true;
+    for (const perfdata::Branch branch : sample.branches) {
+        const std::uint64_t told = std::uint64_t{branch.cycles()} << 4 | (branch.flags & g_flags);
+        if (out == m_text.data()) first = told;
+        m_isCommon = m_isCommon && told == first;
+        out = putDetail(out, branch);
+    }
+}
+
+std::string_view BranchDetails::common() const
+{
+    return m_isCommon ? std::string_view(m_text).substr(0, g_detailDigits) : std::string_view();
+}
+
+std::string_view BranchDetails::each() const
+{
+    return m_isCommon ? std::string_view() : m_text;
 }
 
 } // namespace samplefold::load

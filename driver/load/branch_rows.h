@@ -8,21 +8,38 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace samplefold::load {
 
+/// What the records of a sample tell beside addresses, as text: six characters a record, or six for
+/// all of them where they agree.
+class BranchDetails {
+public:
+    void read(const perfdata::Sample& sample);
+    /// What all records have in common; empty where they differ, or there are none.
+    std::string_view common() const;
+    /// What each record has; empty where they agree.
+    std::string_view each() const;
+
+private:
+    std::string m_text;
+    bool m_isCommon = false;
+};
+
 /// Writes branch stacks: a row per distinct stack with what was made of it, and a row per sample
-/// whose records tell more than addresses. Rows of an earlier load of the result are used again.
-/// Loading thread only.
+/// whose records differ in more than addresses. Rows of an earlier load of the result are used
+/// again. Loading thread only.
 class BranchRows {
 public:
     explicit BranchRows(const tb2::sptr_t<rowvault1::IDatabase>& db);
 
     /// Row of dd_lbr_head of a resolved task. `software` is the callsite of its software chain, -1
-    /// when it has none.
-    rowvault1::Index head(const BranchTask& task, rowvault1::Index software);
-    /// Notes cycles and flags of a sample's records, if there are any.
-    void addDetails(rowvault1::Index thread, std::uint64_t tick, const perfdata::Sample& sample);
+    /// when it has none; `common` is what all its records have in common.
+    rowvault1::Index head(const BranchTask& task, rowvault1::Index software,
+                          std::string_view common);
+    /// Notes what each record of a sample has, unless that is empty.
+    void addDetails(rowvault1::Index thread, std::uint64_t tick, std::string_view each);
 
 private:
     struct Key {
@@ -36,7 +53,7 @@ private:
     };
     /// Columns that tell heads apart.
     struct Columns {
-        std::string kind, records, verdicts, chain, merge;
+        std::string kind, records, verdicts, chain, merge, common;
         rowvault1::Index software;
     };
 
@@ -47,8 +64,7 @@ private:
     session::RowWriter m_heads;
     session::RowWriter m_details;
     tsl::robin_map<Key, rowvault1::Index, KeyHash> m_rows;
-    Columns m_columns;  ///< of the head in hand
-    std::string m_text; ///< details in hand
+    Columns m_columns; ///< of the head in hand
 };
 
 /// The outcome of a merge as the result has it; empty when none was tried.

@@ -52,16 +52,16 @@ public:
     void endBatch();
 
     /// Row of a resolved stack; -1 where samples are added up, which it would keep apart.
-    rowvault1::Index row(const BranchTask& task, rowvault1::Index software)
+    rowvault1::Index row(const BranchTask& task, rowvault1::Index software, std::string_view common)
     {
-        return m_storesRows ? m_rows.head(task, software) : rowvault1::Index();
+        return m_storesRows ? m_rows.head(task, software, common) : rowvault1::Index();
     }
     /// Number in the books of a resolved stack.
     std::size_t noteInBooks(const BranchTask& task, session::Process& process);
     void countSample(std::size_t number) { m_quality.countSample(number); }
-    void addDetails(rowvault1::Index thread, std::uint64_t tick, const perfdata::Sample& sample)
+    void addDetails(rowvault1::Index thread, std::uint64_t tick, std::string_view each)
     {
-        m_rows.addDetails(thread, tick, sample);
+        m_rows.addDetails(thread, tick, each);
     }
     /// Writes what was counted; once, after the samples.
     void finish();

@@ -77,7 +77,7 @@ void SampleLoader::take(const Sample& sample, std::uint64_t tick)
     m_stacks.settle(sample, *task.process, tick, attr);
     if (attr.lbr_head.exist()) {
         m_branches->addDetails(m_session.processRows.row(task.process->thread(sample.tid)), tick,
-                               sample);
+                               m_stacks.branchDetails());
     }
 
     if (!isGroupRead(sample)) {

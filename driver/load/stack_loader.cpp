@@ -145,7 +145,7 @@ void StackLoader::buildFromBranches(const BranchTask& task, const Sample& sample
         buildPlace(sample, process, tick, leaf);
     }
     if (task.isComplete) leaf.isCutOff = false;
-    leaf.branches = m_branches->row(task, software);
+    leaf.branches = m_branches->row(task, software, m_details.common());
     leaf.inBooks = m_branches->noteInBooks(task, process);
 }
 
@@ -193,7 +193,7 @@ void StackLoader::endBatch()
     if (m_branches != nullptr) m_branches->endBatch();
 }
 
-/// Cycles and predictions are no part of it.
+/// Cycles and predictions are part of it only where all records agree in them.
 StackLoader::Key StackLoader::branchKeyOf(const Sample& sample, const Process& process)
 {
     m_branched.clear();
@@ -202,6 +202,9 @@ StackLoader::Key StackLoader::branchKeyOf(const Sample& sample, const Process& p
         m_branched.push_back(branch.to);
     }
     m_branched.push_back(static_cast<std::uint64_t>(branchKindOf(*sample.event)));
+    m_details.read(sample);
+    for (const char letter : m_details.common())
+        m_branched.push_back(static_cast<unsigned char>(letter));
     const Key chain = keyOf(sample, process);
     const XXH128_hash_t hash = XXH3_128bits_withSeed(
         m_branched.data(), m_branched.size() * sizeof m_branched[0], chain.low);

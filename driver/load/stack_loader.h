@@ -38,6 +38,10 @@ public:
     void settle(const perfdata::Sample& sample, session::Process& process, std::uint64_t tick,
                 samplefold_1::pmu_sample_attribute_t& attr);
 
+    /// What each branch record of the sample settled last has beside addresses; empty where they
+    /// agree.
+    std::string_view branchDetails() const { return m_details.each(); }
+
     /// Adds what was counted on the way to the quality log; once, after the samples.
     void reportQuality(session::QualityLog& quality) const;
     /// How many distinct chains were met; each costs memory.
@@ -110,7 +114,8 @@ private:
     tsl::robin_map<Key, Leaf, KeyHash> m_leaves;
     Chain m_chain;
     std::vector<std::uint64_t> m_unwound;  ///< user addresses of the stack in hand
-    std::vector<std::uint64_t> m_branched; ///< addresses of the branch records in hand
+    std::vector<std::uint64_t> m_branched; ///< what tells branch records in hand from others
+    BranchDetails m_details;
     std::uint64_t m_unmapped = 0;
     std::uint64_t m_cutOff = 0;
     std::uint64_t m_deferred = 0;

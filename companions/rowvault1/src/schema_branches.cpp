@@ -19,6 +19,8 @@ constexpr column_t g_lbrHead[] = {
     {5, "merge", text, "", "What became of merging the two; null when it was not tried."},
     {6, "software", s32, "dd_callsite",
      "Leaf of the chain that software collected; null when there was none."},
+    {7, "common", text, "",
+     "Six characters that hold for every record, as in dd_branch_detail; null where they differ."},
 };
 
 constexpr column_t g_linkVerdict[] = {
@@ -33,7 +35,7 @@ constexpr column_t g_branchDetail[] = {
     {2, "details", text, "",
      "Six characters per record, the newest first: cycles since the record before in five decimal "
      "digits, and a hexadecimal digit of flags (1 mispredicted, 2 predicted, 4 in a transaction, 8 "
-     "abort). Six alone hold for all records."},
+     "abort)."},
 };
 
 constexpr column_t g_branchQuality[] = {
@@ -51,7 +53,7 @@ constexpr table_t g_tables[] = {
     {"dd_link_verdict", table_kind_t::attribute, "A row per verdict on a branch record.",
      g_linkVerdict},
     {"dd_branch_detail", table_kind_t::attribute,
-     "A row per sample whose branch records tell more than addresses.", g_branchDetail,
+     "A row per sample whose branch records differ in more than addresses.", g_branchDetail,
      "thread,tick"},
     {"dd_branch_quality", table_kind_t::attribute,
      "A row per number on what became of branch records in a load.", g_branchQuality},
@@ -116,16 +118,16 @@ constexpr column_t g_sampleBranches[] = {
 constexpr std::string_view g_sampleBranchesSelect = R"(
 SELECT i.id AS interval, i.end_tsc AS tick, r.branch_stack AS branch_stack, r.position AS position,
        r."from" AS "from", r."to" AS "to",
-       CAST(substr(d.details, CASE WHEN length(d.details) = 6 THEN 1 ELSE 6 * r.position + 1 END, 5)
-            AS INTEGER) AS cycles,
+       CAST(substr(coalesce(h.common, substr(d.details, 6 * r.position + 1, 6)), 1, 5) AS INTEGER)
+         AS cycles,
        CASE (instr('0123456789abcdef',
-                   substr(d.details, CASE WHEN length(d.details) = 6 THEN 6
-                                          ELSE 6 * r.position + 6 END, 1)) - 1) & 3
+                   substr(coalesce(h.common, substr(d.details, 6 * r.position + 1, 6)), 6, 1)) - 1) & 3
             WHEN 1 THEN 1 WHEN 2 THEN 0 END AS mispredicted,
        r.verdict AS verdict
   FROM sample_instance AS i
   JOIN dd_sample AS s ON s.id = i.sample
-  JOIN branch_records AS r ON r.branch_stack = s.lbr_head
+  JOIN dd_lbr_head AS h ON h.id = s.lbr_head
+  JOIN branch_records AS r ON r.branch_stack = h.id
   LEFT JOIN dd_branch_detail AS d ON d.thread = i.thread AND d.tick = i.end_tsc)";
 
 constexpr column_t g_branchQualityView[] = {
