@@ -179,7 +179,7 @@ void warmCallchain(benchmark::State& state)
         return XXH3_64bits(sample.callchain.bytes(), sample.callchain.size() * 8);
     };
     for (const perfdata::Sample& sample : sink.samples) {
-        stacks.settle(sample, process, sample.time, attr);
+        stacks.settle(sample, process, sample.time, {}, attr);
         known[hashOf(sample)] = sample.time;
     }
     std::vector<std::size_t> asked(g_questions);
@@ -195,7 +195,7 @@ void warmCallchain(benchmark::State& state)
             g_questions);
         const double time = nanosecondsEach(
             [&](std::size_t i) {
-                stacks.settle(sink.samples[asked[i]], process, tick, attr);
+                stacks.settle(sink.samples[asked[i]], process, tick, {}, attr);
                 benchmark::DoNotOptimize(attr.callsite);
             },
             g_questions);

@@ -40,12 +40,18 @@ void putRecords(const std::vector<branch_t>& records, std::string& text)
         out = putAddress(putAddress(out, record->from), record->to);
 }
 
-char* putDetail(char* out, const perfdata::Branch& branch)
+/// Cycles and flags of a record in one word.
+std::uint64_t toldBy(const perfdata::Branch& branch)
 {
-    std::uint32_t cycles = branch.cycles();
+    return std::uint64_t{branch.cycles()} << 4 | (branch.flags & g_flags);
+}
+
+char* putDetail(char* out, std::uint64_t told)
+{
+    std::uint64_t cycles = told >> 4;
     for (std::size_t i = g_detailDigits - 1; i-- > 0; cycles /= 10)
         out[i] = g_digits[cycles % 10];
-    out[g_detailDigits - 1] = g_digits[branch.flags & g_flags];
+    out[g_detailDigits - 1] = g_digits[told & g_flags];
     return out + g_detailDigits;
 }
 
@@ -157,26 +163,25 @@ void BranchRows::addDetails(Index thread, std::uint64_t tick, std::string_view e
 
 void BranchDetails::read(const perfdata::Sample& sample)
 {
+    m_text.clear();
+    m_common = none;
+    if (sample.branches.empty()) return;
+    m_common = toldBy(sample.branches[0]);
+    for (const perfdata::Branch branch : sample.branches) {
+        if (toldBy(branch) != m_common) m_common = none;
+    }
+    if (m_common != none) return;
     m_text.resize(sample.branches.size() * g_detailDigits);
     char* out = m_text.data();
-    std::uint64_t first = 0;
-    m_isCommon = true;
-    for (const perfdata::Branch branch : sample.branches) {
-        const std::uint64_t told = std::uint64_t{branch.cycles()} << 4 | (branch.flags & g_flags);
-        if (out == m_text.data()) first = told;
-        m_isCommon = m_isCommon && told == first;
-        out = putDetail(out, branch);
-    }
+    for (const perfdata::Branch branch : sample.branches)
+        out = putDetail(out, toldBy(branch));
 }
 
-std::string_view BranchDetails::common() const
+std::string BranchDetails::common() const
 {
-    return m_isCommon ? std::string_view(m_text).substr(0, g_detailDigits) : std::string_view();
-}
-
-std::string_view BranchDetails::each() const
-{
-    return m_isCommon ? std::string_view() : m_text;
+    std::string text(m_common != none ? g_detailDigits : 0, '0');
+    if (!text.empty()) putDetail(text.data(), m_common);
+    return text;
 }
 
 } // namespace samplefold::load

@@ -18,13 +18,17 @@ class BranchDetails {
 public:
     void read(const perfdata::Sample& sample);
     /// What all records have in common; empty where they differ, or there are none.
-    std::string_view common() const;
+    std::string common() const;
+    /// The same as a number that other common details do not have.
+    std::uint64_t commonWord() const { return m_common; }
     /// What each record has; empty where they agree.
-    std::string_view each() const;
+    std::string_view each() const { return m_text; }
 
 private:
-    std::string m_text;
-    bool m_isCommon = false;
+    static constexpr std::uint64_t none = ~std::uint64_t{0};
+
+    std::uint64_t m_common = none; ///< cycles and flags
+    std::string m_text;            ///< empty where they agree
 };
 
 /// Writes branch stacks: a row per distinct stack with what was made of it, and a row per sample

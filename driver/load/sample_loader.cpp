@@ -41,8 +41,8 @@ void SampleLoader::onSample(const Sample& sample)
     if (!m_clock.isNumbered() && sample.time == 0) ++m_untimed;
     if (!sample.hasCpu()) ++m_withoutCpu;
     m_lastTick = std::max(m_lastTick, tick);
-    if (m_branches == nullptr) return take(sample, tick);
-    m_waiting.emplace_back(sample, tick);
+    if (m_branches == nullptr) return take(sample, tick, {});
+    m_waiting.push_back({sample, tick, {}});
     if (m_waiting.size() == g_batch) takeWaiting();
 }
 
@@ -50,11 +50,11 @@ void SampleLoader::onSample(const Sample& sample)
 /// on.
 void SampleLoader::takeWaiting()
 {
-    for (const auto& [sample, tick] : m_waiting)
-        m_stacks.expect(sample, *taskOf(sample, tick).process, tick);
+    for (auto& [sample, tick, key] : m_waiting)
+        key = m_stacks.expect(sample, *taskOf(sample, tick).process, tick);
     m_stacks.resolve();
-    for (const auto& [sample, tick] : m_waiting)
-        take(sample, tick);
+    for (const auto& [sample, tick, key] : m_waiting)
+        take(sample, tick, key);
     m_stacks.endBatch();
     m_waiting.clear();
 }
@@ -65,7 +65,7 @@ void SampleLoader::finish()
     if (m_branches != nullptr) m_branches->finish();
 }
 
-void SampleLoader::take(const Sample& sample, std::uint64_t tick)
+void SampleLoader::take(const Sample& sample, std::uint64_t tick, const StackLoader::Key& key)
 {
     Task& task = taskOf(sample, tick);
     pmu_sample_attribute_t attr;
@@ -74,7 +74,7 @@ void SampleLoader::take(const Sample& sample, std::uint64_t tick)
     attr.mem_access = m_session.attributes.memoryAccess(sample);
     attr.htm_info = m_session.attributes.transaction(sample);
     attr.ip = sample.ip;
-    m_stacks.settle(sample, *task.process, tick, attr);
+    m_stacks.settle(sample, *task.process, tick, key, attr);
     if (attr.lbr_head.exist()) {
         m_branches->addDetails(m_session.processRows.row(task.process->thread(sample.tid)), tick,
                                m_stacks.branchDetails());

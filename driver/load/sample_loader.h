@@ -54,12 +54,17 @@ public:
     void reportQuality();
 
 private:
+    struct Waiting {
+        perfdata::Sample sample;
+        std::uint64_t tick;
+        StackLoader::Key key;
+    };
     struct Task {
         session::Process* process = nullptr;
         samplefold_1::ThreadInfo* info = nullptr;
     };
 
-    void take(const perfdata::Sample& sample, std::uint64_t tick);
+    void take(const perfdata::Sample& sample, std::uint64_t tick, const StackLoader::Key& key);
     void takeWaiting();
     Task& taskOf(const perfdata::Sample& sample, std::uint64_t tick);
     void add(Task& task, samplefold_1::pmu_sample_attribute_t& attr, std::uint64_t tick,
@@ -76,7 +81,7 @@ private:
     Task* m_lastTask = nullptr;
     std::uint64_t m_lastTick = 0;
     /// Samples that wait for others, so that the work on their branch records is done together.
-    std::vector<std::pair<perfdata::Sample, std::uint64_t>> m_waiting;
+    std::vector<Waiting> m_waiting;
     BranchStacks* m_branches;
     SampleBooks m_books;
     std::uint64_t m_untimed = 0;

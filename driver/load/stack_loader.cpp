@@ -71,11 +71,12 @@ StackLoader::Key StackLoader::keyOf(const Sample& sample, const Process& process
     return {hash.low64, hash.high64 ^ seed};
 }
 
-void StackLoader::settle(const Sample& sample, Process& process, std::uint64_t tick,
+void StackLoader::settle(const Sample& sample, Process& process, std::uint64_t tick, const Key& key,
                          pmu_sample_attribute_t& attr)
 {
     const bool hasBranches = m_branches != nullptr && m_branches->hasStack(sample);
-    const Leaf& leaf = hasBranches          ? branchLeafOf(sample, process, tick)
+    if (hasBranches) m_details.read(sample);
+    const Leaf& leaf = hasBranches          ? branchLeafOf(sample, process, tick, key)
                        : isToUnwind(sample) ? unwoundLeafOf(sample, process, tick)
                                             : leafOf(sample, process, tick);
     attr.seg_inst = leaf.instance;
@@ -112,20 +113,17 @@ StackLoader::Leaf& StackLoader::unwoundLeafOf(const Sample& sample, Process& pro
     return leaf;
 }
 
-StackLoader::Leaf& StackLoader::branchLeafOf(const Sample& sample, Process& process,
-                                             std::uint64_t tick)
+const StackLoader::Leaf& StackLoader::branchLeafOf(const Sample& sample, Process& process,
+                                                   std::uint64_t tick, const Key& key)
 {
-    const Key key = branchKeyOf(sample, process);
-    if (!isKnown(key, tick)) {
-        tellBranches(key, sample, process, tick);
-        m_branches->resolve();
-        collectFrames(sample);
-        Leaf leaf;
-        buildFromBranches(m_branches->at(taskKeyOf(key, process, tick)), sample, process, tick,
-                          leaf);
-        m_leaves[key] = leaf;
-    }
-    return m_leaves[key];
+    const auto known = m_leaves.find(key);
+    if (known != m_leaves.end() && known->second.steady.holds(tick)) return known->second;
+    tellBranches(key, sample, process, tick);
+    m_branches->resolve();
+    collectFrames(sample);
+    Leaf leaf;
+    buildFromBranches(m_branches->at(taskKeyOf(key, process, tick)), sample, process, tick, leaf);
+    return m_leaves[key] = leaf;
 }
 
 /// The chain that came out is stored, and the one of software beside it.
@@ -152,15 +150,15 @@ void StackLoader::buildFromBranches(const BranchTask& task, const Sample& sample
 bool StackLoader::isKnown(const Key& key, std::uint64_t tick) const
 {
     const auto entry = m_leaves.find(key);
-    return entry != m_leaves.end() && entry->second.instance.exist() &&
-           entry->second.steady.holds(tick);
+    return entry != m_leaves.end() && entry->second.steady.holds(tick);
 }
 
-void StackLoader::expect(const Sample& sample, Process& process, std::uint64_t tick)
+StackLoader::Key StackLoader::expect(const Sample& sample, Process& process, std::uint64_t tick)
 {
-    if (m_branches == nullptr || !m_branches->hasStack(sample)) return;
+    if (m_branches == nullptr || !m_branches->hasStack(sample)) return {};
     const Key key = branchKeyOf(sample, process);
     if (!isKnown(key, tick)) tellBranches(key, sample, process, tick);
+    return key;
 }
 
 void StackLoader::tellBranches(const Key& key, const Sample& sample, Process& process,
@@ -203,8 +201,7 @@ StackLoader::Key StackLoader::branchKeyOf(const Sample& sample, const Process& p
     }
     m_branched.push_back(static_cast<std::uint64_t>(branchKindOf(*sample.event)));
     m_details.read(sample);
-    for (const char letter : m_details.common())
-        m_branched.push_back(static_cast<unsigned char>(letter));
+    m_branched.push_back(m_details.commonWord());
     const Key chain = keyOf(sample, process);
     const XXH128_hash_t hash = XXH3_128bits_withSeed(
         m_branched.data(), m_branched.size() * sizeof m_branched[0], chain.low);

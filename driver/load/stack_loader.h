@@ -27,16 +27,25 @@ public:
     StackLoader(ProfileContext& context, CodePlaces& places, session::Process& kernel,
                 unwind::StackUnwinder* unwinder = nullptr, BranchStacks* branches = nullptr);
 
+    /// Tells what one sample has in common with others that are settled alike.
+    struct Key {
+        std::uint64_t low = 0;
+        std::uint64_t high = 0;
+
+        bool operator==(const Key&) const = default;
+    };
+
     /// Tells that a sample will be settled in this batch, so that the work on branch records can be
-    /// shared by several threads; `resolve` does it for all that were told. A sample that was not
-    /// told is settled all the same.
-    void expect(const perfdata::Sample& sample, session::Process& process, std::uint64_t tick);
+    /// shared by several threads; `resolve` does it for all that were told. The answer goes to
+    /// `settle`.
+    Key expect(const perfdata::Sample& sample, session::Process& process, std::uint64_t tick);
     void resolve();
     void endBatch();
 
-    /// Fills the fields of `attr` that say where the sample was.
+    /// Fills the fields of `attr` that say where the sample was. Where there are branch stacks, the
+    /// sample was expected, and `key` is what came of it.
     void settle(const perfdata::Sample& sample, session::Process& process, std::uint64_t tick,
-                samplefold_1::pmu_sample_attribute_t& attr);
+                const Key& key, samplefold_1::pmu_sample_attribute_t& attr);
 
     /// What each branch record of the sample settled last has beside addresses; empty where they
     /// agree.
@@ -67,12 +76,6 @@ private:
         bool isCutOff = false;
         bool isDeferred = false;
     };
-    struct Key {
-        std::uint64_t low;
-        std::uint64_t high;
-
-        bool operator==(const Key&) const = default;
-    };
     struct KeyHash {
         std::size_t operator()(const Key& key) const noexcept { return key.low; }
     };
@@ -84,8 +87,8 @@ private:
     Leaf& leafOf(const perfdata::Sample& sample, session::Process& process, std::uint64_t tick);
     Leaf& unwoundLeafOf(const perfdata::Sample& sample, session::Process& process,
                         std::uint64_t tick);
-    Leaf& branchLeafOf(const perfdata::Sample& sample, session::Process& process,
-                       std::uint64_t tick);
+    const Leaf& branchLeafOf(const perfdata::Sample& sample, session::Process& process,
+                             std::uint64_t tick, const Key& key);
     void buildFromBranches(const BranchTask& task, const perfdata::Sample& sample,
                            session::Process& process, std::uint64_t tick, Leaf& leaf);
     Key branchKeyOf(const perfdata::Sample& sample, const session::Process& process);

@@ -80,7 +80,7 @@ pmu_sample_attribute_t LoadTest::sample(std::uint32_t pid, const Told& told)
     session::Process& process = m_run->processes.at(static_cast<std::int32_t>(pid), told.tick);
     pmu_sample_attribute_t attr;
     attr.ip = told.ip;
-    m_run->stacks.settle(sample, process, told.tick, attr);
+    m_run->stacks.settle(sample, process, told.tick, {}, attr);
     session::Thread& thread = process.thread(process.pid);
     if (thread.info == nullptr) thread.info = m_run->context.makeThread(m_run->rows.row(thread));
     m_run->context.addSample(*thread.info, attr, told.tick, 1, 0);

@@ -68,7 +68,7 @@ protected:
         }
         sample.userStack = std::as_bytes(std::span(stack));
         samplefold_1::pmu_sample_attribute_t attr;
-        m_loader->settle(sample, run().processes.at(5, told.tick), told.tick, attr);
+        m_loader->settle(sample, run().processes.at(5, told.tick), told.tick, {}, attr);
         return attr;
     }
     std::string unwound(const Told& told, const std::vector<std::uint64_t>& stack,
