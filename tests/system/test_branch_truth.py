@@ -8,7 +8,7 @@ from typing import NamedTuple
 from support import result
 from support.branch_damage import KINDS as DAMAGES
 from support.branch_damage import damaged
-from support.chain_measure import Measure, Verdict, compare, offered
+from support.chain_measure import Measure, Verdict, compare, leading, offered
 from support.chains import Chains
 from support.testing import SystemTest
 from support.traced import Traces
@@ -26,6 +26,7 @@ LEAST_WRONG_UNCHECKED = 0.10
 
 # Bad links that are cut where they are, of those of which the code can tell.
 LEAST_CUT = 0.95
+LEAST_PASSED = 0.99
 CUT, BEFORE, PASSED = "cut there", "cut before", "passed"
 SEED = 1
 
@@ -65,6 +66,11 @@ class Loaded:
 
     def close(self):
         self._chains.clear()
+
+    def folder(self, test, workload, trace, use):
+        """The result."""
+        self.stored(test, workload, trace, use)
+        return trace.recording.with_name(f"result-{use}")
 
     def stored(self, test, workload, trace, use):
         """Stored chains by tick."""
@@ -154,6 +160,20 @@ class TracedChains(SystemTest):
         bounds = {(mistake.verdict, mistake.origin): mistake.most for mistake in MISTAKES}
         for kind, count in found.items():
             self.assertLessEqual(count, bounds.get(kind, 0) * samples, (kind, examples[kind]))
+
+    def test_true_links_pass(self):
+        """Of the records from the newest on that are those of the true callers."""
+        true, passed = 0, 0
+        for workload, trace in self.traces.items():
+            stored = LOADED.folder(self, workload, trace, "merge")
+            kept = dict(result.rows(stored, KEPT_SQL))
+            for tick, sample in trace.samples().items():
+                links = leading([sample.ip, *sample.sources], trace.truth[tick]) - 1
+                true += links
+                passed += min(links, kept[tick] or 0)
+        show(f"true links: {true}, passed: {passed}")
+        self.assertGreater(true, 10000)
+        self.assertGreaterEqual(passed, LEAST_PASSED * true, (passed, true))
 
     def test_bad_links_are_cut_where_they_are(self):
         """Of the links of which the code can tell."""
