@@ -12,8 +12,6 @@ namespace samplefold::load::testing {
 
 class BranchTest : public stack_test::VerifierTest {
 protected:
-    BranchTest() { process.findSegInst(0, 0); }
-
     /// Setting of a load with these options, over the maps of the fixture.
     BranchSetting settingOf(const BranchOptions& options)
     {

@@ -114,15 +114,13 @@ TEST_F(BranchResolverTest, ARecordThatHardlyLeadsOnIsCut)
 
 TEST_F(BranchResolverTest, OfTakenBranchesEachLinkHasAVerdictAndTheChainStays)
 {
-    BranchTask made =
-        task({"work_calls_leaf", "main_after_work"}, {{"work_repeats", "work_loops"},
-                                                      {"leaf_returns", "work_loops"},
-                                                      {"apply_returns", "library:apply"}});
+    BranchTask made = task({"work_calls_leaf", "main_after_work"}, {{"work_repeats", "work_loops"},
+                                                                    {"leaf_returns", "work_loops"},
+                                                                    {"main_calls_hop", "hop"}});
     made.kind = BranchKind::taken;
-    made.records[0] = {at("library:apply_returns"), at("main_after_apply")};
     const BranchTask done = resolved(made);
     EXPECT_EQ(done.verdicts, "bbB")
-        << "the loop leads to the call; into the loop and round; from behind apply no way to leaf";
+        << "the loop leads to the call, and to its own end, but hop() has no way to leaf()";
     EXPECT_EQ(done.chain, made.software);
 }
 
