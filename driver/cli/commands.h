@@ -16,7 +16,9 @@ void addLoadCommand(CLI::App& app, int& exitCode);
 void addReportCommand(CLI::App& app);
 void addModulesCommand(CLI::App& app);
 void addAnnotateCommand(CLI::App& app);
+void addExplainCommand(CLI::App& app);
 void addArchiveCommand(CLI::App& app, int& exitCode);
 void addSqlCommand(CLI::App& app);
+void addTopologyCommand(CLI::App& app);
 
 } // namespace samplefold::cli

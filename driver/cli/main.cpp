@@ -37,8 +37,10 @@ int run(int argc, char** argv)
     samplefold::cli::addReportCommand(app);
     samplefold::cli::addModulesCommand(app);
     samplefold::cli::addAnnotateCommand(app);
+    samplefold::cli::addExplainCommand(app);
     samplefold::cli::addArchiveCommand(app, exitCode);
     samplefold::cli::addSqlCommand(app);
+    samplefold::cli::addTopologyCommand(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

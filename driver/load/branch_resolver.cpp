@@ -235,8 +235,10 @@ bool BranchResolver::merge(BranchTask& task, std::vector<branch_t>& kept)
     insertCaller(task, kept.back().from);
     if (mergeOnce(task, kept)) return true;
     if (task.merge == merge_outcome_t::noRecordsLeft) {
+        // With the caller it is as long as the records, which tell no more.
         task.chain = m_trusted;
         task.source = ChainSource::merged;
+        task.merge = merge_outcome_t::marked;
         return true;
     }
     m_trusted = before;

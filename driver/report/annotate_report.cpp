@@ -2,12 +2,12 @@
 
 #include "report/annotation.h"
 #include "report/archive_plan.h"
+#include "report/hex_text.h"
 #include "report/source_text.h"
 #include "report/sql_rows.h"
 #include "report/text_table.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <set>
 
 namespace samplefold::report {
@@ -28,13 +28,6 @@ std::vector<Annotation> readAnnotations(rowvault1::IResult& result, const Annota
 SourceReader sourceReader(rowvault1::IResult& result, const AnnotateOptions& options)
 {
     return {options.sources, archiveFolder(result)};
-}
-
-std::string hexText(std::uint64_t value)
-{
-    char text[24];
-    std::snprintf(text, sizeof text, "0x%llx", static_cast<unsigned long long>(value));
-    return text;
 }
 
 std::string withoutTabs(const std::string& line)

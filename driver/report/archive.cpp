@@ -2,12 +2,11 @@
 
 #include "report/archive_copy.h"
 #include "report/elf_names.h"
+#include "report/file_check.h"
 #include "report/plain_file.h"
 #include "report/source_text.h"
 #include "report/sql_rows.h"
 #include "report/text_table.h"
-
-#include <SEEK_2_13/checksum.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -34,15 +33,6 @@ const char* nameOf(ArchivedKind kind)
 {
     if (kind == ArchivedKind::source) return "source";
     return kind == ArchivedKind::symbols ? "symbols" : "binary";
-}
-
-bool hasChecksum(const std::string& path, const std::string& md5)
-{
-    const auto calculator = SEEK_2_13::IChecksumCalculator::create();
-    if (!calculator) return false;
-    const auto found = calculator->calculateChecksum(path.c_str());
-    const auto wanted = calculator->parseChecksum(SEEK_2_13::checksum_kind::md5, md5.c_str());
-    return found && wanted && found->equals(*wanted);
 }
 
 /// What speaks against a file as the one that the load had found; empty when nothing does.

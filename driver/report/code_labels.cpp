@@ -1,8 +1,7 @@
 #include "report/code_labels.h"
 
+#include "report/hex_text.h"
 #include "report/sql_rows.h"
-
-#include <charconv>
 
 namespace samplefold::report {
 namespace {
@@ -13,13 +12,6 @@ constexpr const char* g_placesSql =
     "SELECT l.id, l.rva, l.mod_seg, ms.module, "
     "(SELECT n.function FROM dd_code_name n WHERE n.mod_seg = l.mod_seg AND n.rva = l.rva LIMIT 1) "
     "FROM dd_code_location l LEFT JOIN dd_module_segment ms ON ms.id = l.mod_seg";
-
-std::string hexText(std::uint64_t value)
-{
-    char digits[16];
-    const auto end = std::to_chars(std::begin(digits), std::end(digits), value, 16).ptr;
-    return "0x" + std::string(std::begin(digits), end);
-}
 
 /// Outside modules the small numbers stand for addresses that are no code: -1, which marks that a
 /// chain goes on where the recording ends, -2 and -3.

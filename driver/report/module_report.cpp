@@ -4,7 +4,6 @@
 #include "report/sql_rows.h"
 #include "report/text_table.h"
 
-#include <iomanip>
 #include <string>
 
 namespace samplefold::report {
@@ -37,10 +36,9 @@ std::uint64_t visitShown(rowvault1::IResult& result, const ModuleOptions& option
     return hidden;
 }
 
-void writeFact(std::ostream& out, const char* title, const std::string& text)
+void writeModuleFact(std::ostream& out, const char* title, const std::string& text)
 {
-    if (!text.empty())
-        out << "  " << std::left << std::setw(10) << title << printable(text) << '\n';
+    writeFact(out, title, text, "  ", 10);
 }
 
 void writeAttempts(const ModuleInfo& module, std::ostream& out)
@@ -61,13 +59,13 @@ void writeModule(const ModuleInfo& module, const ModuleOptions& options, bool wi
                  std::ostream& out)
 {
     out << printable(module.path) << '\n';
-    if (withSamples) writeFact(out, "samples", std::to_string(module.sampleRows));
+    if (withSamples) writeModuleFact(out, "samples", std::to_string(module.sampleRows));
     const bool isKnownMissing = module.isFile && module.found.empty();
-    writeFact(out, "found", isKnownMissing ? "no file" : module.found);
-    writeFact(out, "symbols", module.symbols);
-    writeFact(out, "build id", module.buildId);
-    writeFact(out, "md5", module.md5);
-    writeFact(out, "no names", module.missing);
+    writeModuleFact(out, "found", isKnownMissing ? "no file" : module.found);
+    writeModuleFact(out, "symbols", module.symbols);
+    writeModuleFact(out, "build id", module.buildId);
+    writeModuleFact(out, "md5", module.md5);
+    writeModuleFact(out, "no names", module.missing);
     if (listsAttempts(module, options)) writeAttempts(module, out);
 }
 

@@ -1,9 +1,9 @@
 #include "report/summary.h"
 
+#include "report/branch_counts.h"
 #include "report/sql_rows.h"
 #include "report/text_table.h"
 
-#include <iomanip>
 #include <string>
 #include <utility>
 
@@ -16,19 +16,6 @@ constexpr const char* g_qualitySql =
     "severity "
     "ORDER BY CASE severity WHEN 'data_loss' THEN 0 WHEN 'error' THEN 1 ELSE 2 END, count DESC";
 
-/// Seconds with nanoseconds of a tick count in text; the text itself when it is no number.
-std::string secondsText(const std::string& ticks)
-{
-    if (ticks.empty() || ticks.find_first_not_of("0123456789") != std::string::npos) return ticks;
-    const std::string padded = std::string(ticks.size() < 10 ? 10 - ticks.size() : 0, '0') + ticks;
-    return padded.substr(0, padded.size() - 9) + "." + padded.substr(padded.size() - 9) + " s";
-}
-
-void writeLine(std::ostream& out, const char* title, const std::string& text)
-{
-    if (!text.empty()) out << std::left << std::setw(12) << title << printable(text) << '\n';
-}
-
 std::uint64_t rowsInRange(rowvault1::IResult& result, const TickRange& range)
 {
     const std::string sql = "SELECT count(*) FROM sample_instance" + whereInRange(range);
@@ -38,13 +25,10 @@ std::uint64_t rowsInRange(rowvault1::IResult& result, const TickRange& range)
 /// Ticks of a recording without times are told as they are.
 std::string rangeText(rowvault1::IResult& result, const TickRange& range)
 {
-    const bool areTimes = result.info("ticks") == "recorded";
-    const auto tickText = [&](const std::optional<std::uint64_t>& tick, const char* open) {
-        if (!tick) return std::string(open);
-        const std::string number = std::to_string(*tick);
-        return areTimes ? secondsText(number) : "tick " + number;
+    const auto endText = [&](const std::optional<std::uint64_t>& tick, const char* open) {
+        return tick ? tickText(result, *tick) : std::string(open);
     };
-    return tickText(range.from, "the first tick") + " to " + tickText(range.to, "the last tick") +
+    return endText(range.from, "the first tick") + " to " + endText(range.to, "the last tick") +
            ": " + std::to_string(rowsInRange(result, range)) + " sample rows";
 }
 
@@ -79,38 +63,50 @@ void writeQuality(rowvault1::IResult& result, std::ostream& out)
     table.print(out, "  ");
 }
 
+void writeBranchRecords(rowvault1::IResult& result, std::ostream& out)
+{
+    const SqlRows counts = readBranchCounts(result);
+    if (counts.rows.empty()) return;
+    out << "\nBranch records\n";
+    writeBranchCounts(counts, out);
+}
+
 } // namespace
 
 void writeSummary(rowvault1::IResult& result, std::ostream& out, const TickRange& range)
 {
     const auto info = [&result](const char* key) { return result.info(key); };
-    writeLine(out, "result", result.databasePath());
-    writeLine(out, "state", info("state"));
-    writeLine(out, "input", info("input"));
+    writeFact(out, "result", result.databasePath());
+    writeFact(out, "state", info("state"));
+    writeFact(out, "input", info("input"));
     for (int load = 2;; ++load) {
         const std::string input = result.info("input of load " + std::to_string(load));
         if (input.empty()) break;
-        writeLine(out, "and", input);
+        writeFact(out, "and", input);
     }
-    writeLine(out, "checksum", info("input_checksum"));
-    writeLine(out, "damage", info("input_fault"));
-    writeLine(out, "command", info("command_line"));
-    writeLine(out, "host", info("hostname"));
-    writeLine(out, "machine",
+    writeFact(out, "checksum", info("input_checksum"));
+    writeFact(out, "damage", info("input_fault"));
+    writeFact(out, "command", info("command_line"));
+    writeFact(out, "host", info("hostname"));
+    writeFact(out, "machine",
               info("architecture") + (info("cpu").empty() ? "" : ", " + info("cpu")));
     if (info("ticks") == "numbered") {
-        writeLine(out, "time", "the recording has no times: ticks number the samples");
+        writeFact(out, "time", "the recording has no times: ticks number the samples");
     } else if (!info("first_time").empty()) {
-        writeLine(out, "time",
+        writeFact(out, "time",
                   secondsText(info("first_time")) + " to " + secondsText(info("last_time")));
     }
     if (!info("samples_in_input").empty()) {
-        writeLine(out, "samples",
-                  info("samples_in_input") + " in the input, " + info("sample_rows") + " rows, " +
-                      info("samples_dropped") + " dropped");
+        const std::string counters = info("counter_values_in_input");
+        writeFact(
+            out, "samples",
+            info("samples_in_input") + " in the input, " + info("sample_rows") + " rows, " +
+                info("samples_dropped") + " dropped" +
+                (counters.empty() ? "" : ", " + counters + " in the input are counter values"));
     }
-    if (range.isSet()) writeLine(out, "range", rangeText(result, range));
+    if (range.isSet()) writeFact(out, "range", rangeText(result, range));
     writeQuality(result, out);
+    writeBranchRecords(result, out);
 }
 
 nlohmann::ordered_json summaryToJson(rowvault1::IResult& result, const TickRange& range)
@@ -124,6 +120,8 @@ nlohmann::ordered_json summaryToJson(rowvault1::IResult& result, const TickRange
     const SqlRows rows = readRows(result, g_qualitySql);
     for (const auto& row : rows.rows)
         quality.push_back(rowToJson(rows.names, row));
+    const SqlRows counts = readBranchCounts(result);
+    if (!counts.rows.empty()) report["branch_records"] = branchCountsToJson(counts);
     if (range.isSet()) report["range"] = rangeToJson(result, range);
     return report;
 }

@@ -1,6 +1,7 @@
 #include "report/text_table.h"
 
 #include <algorithm>
+#include <iomanip>
 #include <utility>
 
 namespace samplefold::report {
@@ -46,6 +47,13 @@ std::string printable(std::string_view text)
         out += digits[byte & 15];
     }
     return out;
+}
+
+void writeFact(std::ostream& out, std::string_view title, const std::string& text,
+               std::string_view indent, int width)
+{
+    if (!text.empty())
+        out << indent << std::left << std::setw(width) << title << printable(text) << '\n';
 }
 
 void TextTable::addColumn(std::string title, Align align)

@@ -11,6 +11,11 @@ namespace samplefold::report {
 /// cannot move the cursor of a terminal. Letters of other languages stay.
 std::string printable(std::string_view text);
 
+/// A line "title text", with the text behind `width` letters and made printable; nothing for an
+/// empty text.
+void writeFact(std::ostream& out, std::string_view title, const std::string& text,
+               std::string_view indent = "", int width = 12);
+
 /// A table of texts with aligned columns for a terminal or a file. One thread at a time.
 class TextTable {
 public:

@@ -80,6 +80,19 @@ std::uint64_t tickOf(rowvault1::IResult& result, const TimePoint& point)
     return point.value > g_mostTicks - *first ? g_mostTicks : *first + point.value;
 }
 
+std::string secondsText(const std::string& ticks)
+{
+    if (ticks.empty() || ticks.find_first_not_of("0123456789") != std::string::npos) return ticks;
+    const std::string padded = std::string(ticks.size() < 10 ? 10 - ticks.size() : 0, '0') + ticks;
+    return padded.substr(0, padded.size() - 9) + "." + padded.substr(padded.size() - 9) + " s";
+}
+
+std::string tickText(rowvault1::IResult& result, std::uint64_t tick)
+{
+    const std::string number = std::to_string(tick);
+    return result.info("ticks") == "recorded" ? secondsText(number) : "tick " + number;
+}
+
 void checkRowsHaveTicks(rowvault1::IResult& result)
 {
     if (rowsAreSamples(result)) return;

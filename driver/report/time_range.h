@@ -31,6 +31,11 @@ struct TickRange {
 /// The tick of a moment in a result. Throws ReportError for a time where the result has no times.
 std::uint64_t tickOf(rowvault1::IResult& result, const TimePoint& point);
 
+/// A number of nanoseconds in text as seconds, "1.000000005 s"; the text itself when it is none.
+std::string secondsText(const std::string& ticks);
+/// A tick as a person reads it: in seconds, or as "tick 5" where the recording has no times.
+std::string tickText(rowvault1::IResult& result, std::uint64_t tick);
+
 /// Throws ReportError when the rows of samples have no ticks of their own.
 void checkRowsHaveTicks(rowvault1::IResult& result);
 

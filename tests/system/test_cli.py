@@ -32,7 +32,7 @@ class Usage(SystemTest):
     def test_help_names_every_subcommand(self):
         outcome = command.run("--help")
         self.assertEqual((outcome.code, outcome.err), (command.DONE, ""))
-        for word in ("load", "report", "modules", "annotate", "archive", "sql", "Exit status"):
+        for word in ("load", "report", "modules", "annotate", "explain", "archive", "sql", "Exit status"):
             self.assertIn(word, outcome.out)
 
     def test_help_of_subcommands_names_their_options(self):
@@ -41,6 +41,7 @@ class Usage(SystemTest):
                               ("report", ("RESULT", "--by", "--limit", "--json")),
                               ("modules", ("RESULT", "--all", "--attempts", "--json")),
                               ("annotate", ("RESULT", "FUNCTION", "--module", "--event", "--source", "--json")),
+                              ("explain", ("RESULT", "--sample", "--json")),
                               ("archive", ("RESULT", "--sources", "--dry-run", "--json")),
                               ("sql", ("RESULT", "STATEMENT", "--format", "--json"))):
             outcome = command.run(name, "--help")
@@ -70,6 +71,10 @@ class Usage(SystemTest):
         self.assert_usage_error("report", "r", "--by", "0", names="--by")
         self.assert_usage_error("report", "r", "--limit", "many", names="many")
         self.assert_usage_error("report", "r", "--limit", "-1", names="-1")
+        self.assert_usage_error("explain", names="RESULT")
+        self.assert_usage_error("explain", "r", "--sample", names="--sample")
+        self.assert_usage_error("explain", "r", "--sample", "some", names="some")
+        self.assert_usage_error("explain", "r", "--sample", "0", names="from 1")
         self.assert_usage_error("sql", "r", names="STATEMENT")
         self.assert_usage_error("sql", "r", "SELECT 1", "--format", "xml", names="xml")
 

@@ -78,6 +78,39 @@ TEST_F(SummaryTest, QualityIsWorstFirstAndAddedUpOverLoads)
         << out;
 }
 
+TEST_F(SummaryTest, BranchRecordsAreCountedBehindQualityInTheOrderOfTheLoad)
+{
+    EXPECT_EQ(summary().find("Branch records"), std::string::npos);
+    EXPECT_FALSE(summaryToJson(result()).contains("branch_records"));
+    const auto module = add("dd_module_file", {{"name", text("app")}, {"path", text("/bin/app")}});
+    for (const std::uint64_t total : {20, 10}) {
+        add("dd_branch_quality", {{"what", text("samples with branch records")},
+                                  {"count", tb2::variant_t(std::uint64_t{2})},
+                                  {"total", tb2::variant_t(total)},
+                                  {"most", tb2::variant_t(total - 5)}});
+    }
+    add("dd_branch_quality", {{"what", text("record cut: why")},
+                              {"count", tb2::variant_t(std::uint64_t{3})},
+                              {"address", tb2::variant_t(std::uint64_t{0x1234})},
+                              {"module", rowvault1::utils::indexToVariant(module)}});
+    const std::string out = summary();
+    EXPECT_NE(out.find("  nothing was lost, dropped or guessed\n"
+                       "\n"
+                       "Branch records\n"
+                       "  count  what                         mean  most  example  module\n"
+                       "      4  samples with branch records   7.5    15\n"
+                       "      3  record cut: why                          0x1234   app\n"),
+              std::string::npos)
+        << out;
+    const auto json = summaryToJson(result())["branch_records"];
+    ASSERT_EQ(json.size(), 2U);
+    EXPECT_EQ(json[0]["count"], 4);
+    EXPECT_EQ(json[0]["mean"], 7.5);
+    EXPECT_TRUE(json[0]["example"].is_null());
+    EXPECT_EQ(json[1]["what"], "record cut: why");
+    EXPECT_EQ(json[1]["module"], "app");
+}
+
 TEST_F(SummaryTest, ARangeIsToldWithTheRowsInIt)
 {
     for (const std::uint64_t tick : {99, 100, 150, 200, 201})

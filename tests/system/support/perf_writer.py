@@ -9,11 +9,14 @@ from support.perf_records import (CALLCHAIN, COMM, COMM_EXEC, CPU, EXIT, FORK, I
 
 CLOCK_MONOTONIC = 1
 KERNEL, USER, HYPERVISOR, GUEST_KERNEL, GUEST_USER = 1, 2, 3, 4, 5
+# Kinds of branches that are recorded: in user code the calls that have not returned, or all.
+BRANCH_CALL_STACK, BRANCH_ANY = 1 | 1 << 11, 1 | 1 << 3
 GUEST_MARKER, GUEST_USER_MARKER = (1 << 64) - 2048, (1 << 64) - 2560
 NAMESPACES, TIME_CONV = 16, 79
 MAP_OF_CODE = 2  # an MMAP record without the bit for data
 
 _SAMPLE_ID_ALL, _COMM_EXEC, _USE_CLOCKID, _CONTEXT_SWITCH = 1 << 18, 1 << 24, 1 << 25, 1 << 26
+_BRANCH_STACK = 1 << 11
 _ATTRIBUTE_BYTES, _HEADER_BYTES = 128, 104
 
 
@@ -32,17 +35,20 @@ class Writer:
     clock: int | None = CLOCK_MONOTONIC  # None: the kernel's own
     max_stack: int = 0
     chains: bool = True
+    branch_type: int = 0  # BRANCH_CALL_STACK or BRANCH_ANY; 0: samples have no branch records
     records: list = field(default_factory=list)
 
     @property
     def _sample_type(self):
-        return IP | TID | TIME | CPU | PERIOD | (CALLCHAIN if self.chains else 0)
+        return IP | TID | TIME | CPU | PERIOD | (CALLCHAIN if self.chains else 0) | (
+            _BRANCH_STACK if self.branch_type else 0)
 
     def _attribute(self):
         flags = _SAMPLE_ID_ALL | _COMM_EXEC | _CONTEXT_SWITCH | (_USE_CLOCKID if self.clock is not None else 0)
         raw = bytearray(_ATTRIBUTE_BYTES)
         # type (software), size, config (the CPU clock), period, sample type, read format, flags
         struct.pack_into("<IIQQQQQ", raw, 0, 1, _ATTRIBUTE_BYTES, 0, 1000, self._sample_type, 0, flags)
+        struct.pack_into("<Q", raw, 72, self.branch_type)
         struct.pack_into("<i", raw, 92, self.clock or 0)
         struct.pack_into("<H", raw, 108, self.max_stack)
         return bytes(raw)
@@ -65,10 +71,13 @@ class Writer:
     def _tail(self, pid, tid, tick, cpu=0):
         return struct.pack("<iiQII", pid, tid, tick, cpu, 0)
 
-    def sample(self, tick, pid, ip, chain=(), mode=USER, tid=None, cpu=0):
+    def sample(self, tick, pid, ip, chain=(), mode=USER, tid=None, cpu=0, branches=()):
+        """A branch is (from, to, flags); the newest comes first."""
         body = struct.pack("<QiiQIIQ", ip, pid, tid or pid, tick, cpu, 0, 1000)
         if self.chains:
             body += struct.pack(f"<Q{len(chain)}Q", len(chain), *chain)
+        if self.branch_type:
+            body += struct.pack("<Q", len(branches)) + b"".join(struct.pack("<QQQ", *branch) for branch in branches)
         self._add(SAMPLE, mode, body)
 
     def mmap(self, tick, pid, start, size, path, offset=0):
