@@ -61,6 +61,21 @@ TEST_F(BranchResolverTest, ACallerThatWasLeftOutIsFilledIn)
     EXPECT_EQ(done.source, ChainSource::merged);
 }
 
+TEST_F(BranchResolverTest, FramesOfTheKernelPairWithNoRecord)
+{
+    BranchTask made = task(
+        {"kernel:leaf_middle", "kernel:work_after_leaf", "leaf_middle", "work_after_leaf", "..."},
+        g_fromStart);
+    made.software[0].space = made.software[1].space = Space::kernel;
+    const BranchTask done = resolved(made);
+    EXPECT_EQ(addressesOf(done),
+              chain({"kernel:leaf_middle", "kernel:work_after_leaf", "leaf_middle",
+                     "work_after_leaf", "main_after_work", "start_after_main"}))
+        << "nor does the address at which the kernel was entered";
+    EXPECT_EQ(done.verdicts, "kss");
+    EXPECT_EQ(done.source, ChainSource::merged);
+}
+
 TEST_F(BranchResolverTest, VerifyingTakesTheLongerOfTheTwo)
 {
     const BranchOptions verify{BranchUse::verify, true};
