@@ -75,6 +75,16 @@ void warn(const std::vector<std::string>& messages)
     }
 }
 
+/// What was in the input: samples, counter values, or both.
+std::string inputText(const load::LoadReport& report)
+{
+    const std::string values = std::to_string(report.counterValues) + " counter values";
+    const std::uint64_t samples = report.samples - report.counterValues;
+    if (report.counterValues != 0 && samples == 0) return values;
+    return std::to_string(samples) + " samples" +
+           (report.counterValues != 0 ? " and " + values : "");
+}
+
 void runLoad(Settings& settings, int& exitCode)
 {
     for (const std::string& rule : settings.pathMaps)
@@ -92,7 +102,7 @@ void runLoad(Settings& settings, int& exitCode)
             progress.show(step, done, total);
         });
     progress.wipe();
-    std::cout << "loaded " << report.rows << " sample rows from " << report.samples << " samples ("
+    std::cout << "loaded " << report.rows << " sample rows from " << inputText(report) << " ("
               << report.dropped << " dropped) into " << report.databasePath << '\n';
     warn(report.messages);
     if (report.fault.empty()) return;

@@ -1,5 +1,6 @@
 #include "load/load_profile.h"
 
+#include "load/counter_loader.h"
 #include "load/input_checksum.h"
 #include "load/record_type_name.h"
 #include "load/version.h"
@@ -125,9 +126,10 @@ void storeRecordCounts(rowvault1::IResult& store, const Recording& recording)
     }
 }
 
-void storeTimes(rowvault1::IResult& store, const Recording& recording)
+using tick_range_t = std::optional<std::pair<std::uint64_t, std::uint64_t>>;
+
+void storeTimes(rowvault1::IResult& store, const tick_range_t& range)
 {
-    const auto range = recording.timeRange();
     store.setInfo("ticks", range ? "recorded" : "numbered");
     if (!range) return;
     const std::uint64_t first = infoNumber(store, "first_time").value_or(range->first);
@@ -180,11 +182,14 @@ StoredSamples readStoredSamples(rowvault1::IResult& store, bool withCounts)
     return reader.stored;
 }
 
-/// Every sample of the input is a row or a drop that was counted; anything else is a defect of the
-/// load. Where samples are added up, the sums of their counts are compared instead of the rows.
-void balance(const SampleBooks& books, const LoadReport& report, const LoadOptions& options,
-             std::uint64_t storedSum)
+/// Every sample and every counter value of the input is a row or a drop that was counted; anything
+/// else is a defect of the load. Where samples are added up, the sums of their counts are compared
+/// instead of the rows.
+void balance(SampleBooks books, const CounterBooks& counters, const LoadReport& report,
+             const LoadOptions& options, std::uint64_t storedSum)
 {
+    books.added += counters.rows;
+    books.countSum += counters.countSum;
     const bool rowsFit =
         options.storeEachSample ? report.rows == books.added : storedSum == books.countSum;
     if (rowsFit && books.added + report.dropped == report.samples) return;
@@ -261,6 +266,8 @@ bool Load::stacksFor(const LoadOptions& options) const
     if (options.stacks) return *options.stacks;
     const std::string stored = m_store->info("stacks");
     if (!stored.empty()) return stored == onOff(true);
+    // Rows of counters have no place in code, and need none made up for them.
+    if (m_recording.isCountingRun()) return true;
     const auto& events = m_recording.events();
     const bool withRecords = options.branches.use != BranchUse::off;
     return std::any_of(events.begin(), events.end(), [&](const perfdata::Event& event) {
@@ -279,7 +286,8 @@ LoadReport Load::run()
     report.databasePath = m_store->databasePath();
     if (m_recording.fault()) report.fault = m_recording.fault()->text;
     storeInfo(*m_store, m_recording, m_options, m_stacksOn);
-    storeTimes(*m_store, m_recording);
+    storeTimes(*m_store, m_recording.timeRange());
+    storeUnits(*m_store, m_recording);
     storeRecordCounts(*m_store, m_recording);
     session::QualityLog quality;
     noteRecording(m_recording, quality);
@@ -292,6 +300,8 @@ LoadReport Load::run()
     quality.store(m_store->database());
     setLoadInfo(*m_store, m_options, "input_checksum", checksum.get());
     addInfo(*m_store, "samples_in_input", report.samples);
+    if (report.counterValues != 0)
+        addInfo(*m_store, "counter_values_in_input", report.counterValues);
     addInfo(*m_store, "sample_rows", report.rows);
     addInfo(*m_store, "samples_dropped", report.dropped);
     m_store->finish();
@@ -372,22 +382,30 @@ void Load::loadSamples(session::QualityLog& quality, LoadReport& report)
     delivery.progress = progressOf(m_progress, "samples");
     const perfdata::DeliveryStats stats = m_recording.deliver(samples, delivery);
     samples.finish();
+    CounterLoader counters(m_recording, {processes, processRows, attributes, quality}, context);
+    counters.load(progressOf(m_progress, "counters"));
+    if (!m_recording.timeRange() && counters.range().first != counters.range().second)
+        storeTimes(*m_store, counters.range());
     if (m_progress) m_progress("writing", 0, 0);
-    context.finish(samples.lastTick());
+    context.finish(std::max(samples.lastTick(), counters.range().second));
 
     nameCode(sideBand, modules, places, files);
     files.store();
     report.messages = files.messages();
     cpuTimes.finish(quality);
     samples.reportQuality();
+    counters.reportQuality();
     jit.reportQuality();
     noteDrops(stats, quality);
     const SampleBooks& books = samples.books();
-    report.samples = m_recording.countOf(perfdata::RecordType::Sample) + books.groupExtra;
-    report.dropped = stats.badSamples + stats.unknownIdSamples + books.withoutGrowth;
+    report.counterValues = counters.books().values;
+    report.samples =
+        m_recording.countOf(perfdata::RecordType::Sample) + books.groupExtra + report.counterValues;
+    report.dropped =
+        stats.badSamples + stats.unknownIdSamples + books.withoutGrowth + counters.books().dropped;
     const StoredSamples stored = readStoredSamples(*m_store, !m_options.storeEachSample);
     report.rows = stored.rows - m_before.rows;
-    balance(books, report, m_options, stored.counts - m_before.counts);
+    balance(books, counters.books(), report, m_options, stored.counts - m_before.counts);
 }
 
 } // namespace

@@ -34,9 +34,11 @@ struct LoadOptions {
 
 /// What a load did.
 struct LoadReport {
-    std::uint64_t samples = 0; ///< sample records in the input, group members included
-    std::uint64_t rows = 0;    ///< sample rows written
-    std::uint64_t dropped = 0; ///< samples that became no row, each counted by reason
+    /// Sample records in the input, group members and counter values included.
+    std::uint64_t samples = 0;
+    std::uint64_t counterValues = 0; ///< those of `samples` that are of a counting run
+    std::uint64_t rows = 0;          ///< sample rows written
+    std::uint64_t dropped = 0;       ///< samples that became no row, each counted by reason
     std::string databasePath;
     std::vector<std::string> messages; ///< files of modules that were not found, a line each
     std::string fault; ///< one line where the input is damaged; empty when all of it was read

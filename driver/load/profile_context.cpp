@@ -101,9 +101,24 @@ ThreadInfo* ProfileContext::makeThread(Index threadRow)
 void ProfileContext::addSample(ThreadInfo& thread, const pmu_sample_attribute_t& attr,
                                std::uint64_t tick, std::int64_t count, std::int32_t eventSlot)
 {
-    if (m_sampleAttributes.size() - m_carriedOver >= batchSize) flushBatch();
+    flushFullBatch();
     thread.addSample(tick, addpmuSampleAttribute(attr), count, 0, 1, false, eventSlot,
                      m_eventSlots);
+}
+
+void ProfileContext::addInterval(ThreadInfo& thread, const pmu_sample_attribute_t& attr,
+                                 std::uint64_t previous, std::uint64_t last, std::int64_t count)
+{
+    flushFullBatch();
+    m_intervalAttributes.assign(1, addpmuSampleAttribute(attr));
+    m_intervalCounts.assign(1, count);
+    const std::size_t skipNone = m_intervalCounts.size();
+    thread.addSample(previous, last, m_intervalAttributes, m_intervalCounts, skipNone);
+}
+
+void ProfileContext::flushFullBatch()
+{
+    if (m_sampleAttributes.size() - m_carriedOver >= batchSize) flushBatch();
 }
 
 void ProfileContext::flushBatch()

@@ -65,6 +65,12 @@ public:
                    const samplefold_1::pmu_sample_attribute_t& attr, std::uint64_t tick,
                    std::int64_t count, std::int32_t eventSlot);
 
+    /// Adds what a thread counted in the ticks from `previous` + 1 to `last`, a closed interval
+    /// without a follower. `previous` is not 0.
+    void addInterval(samplefold_1::ThreadInfo& thread,
+                     const samplefold_1::pmu_sample_attribute_t& attr, std::uint64_t previous,
+                     std::uint64_t last, std::int64_t count);
+
     /// Writes everything that is still held, the open samples last. `tick` is where sums of thread
     /// and attribute are put when samples are not stored one by one; every thread starts there.
     void finish(std::uint64_t tick);
@@ -75,6 +81,7 @@ private:
     void readSegmentInstances(rowvault1::IDatabase& db);
     void readJitModules(rowvault1::IDatabase& db);
     void flushBatch();
+    void flushFullBatch();
     void commitNowAndThen();
     void repackAttributesForCurrentlyProcessedSamples() override;
 
@@ -86,6 +93,9 @@ private:
     std::map<instance_key_t, samplefold_1::Index>
         m_instances; ///< by segment, address, process, tick
     std::vector<std::unique_ptr<samplefold_1::ThreadInfo>> m_threads;
+    /// The interval that is being added.
+    std::vector<samplefold_1::pmu_sample_attribute_t*> m_intervalAttributes;
+    std::vector<std::int64_t> m_intervalCounts;
     /// Attributes of the open samples, a vector per thread, while the arrays are emptied.
     std::vector<std::vector<samplefold_1::pmu_sample_attribute_t>> m_openAttributes;
 };

@@ -128,6 +128,11 @@ public:
     [[nodiscard]] const std::vector<RecordCount>& counts() const noexcept;
     /// Number of records of a type, 0 when there are none.
     [[nodiscard]] std::uint64_t countOf(RecordType type) const noexcept;
+    /// True for what a counting run (`perf stat record`) leaves: counter values and no samples.
+    [[nodiscard]] bool isCountingRun() const noexcept
+    {
+        return countOf(RecordType::Stat) != 0 && countOf(RecordType::Sample) == 0;
+    }
     /// Lowest and highest time of timed records (time 0 is no time); nullopt when there are none.
     [[nodiscard]] std::optional<std::pair<std::uint64_t, std::uint64_t>> timeRange() const noexcept;
     /// Set when reading stopped before the end of the input.

@@ -23,29 +23,37 @@ variant_t textOrNull(const std::string& text)
 
 AttributeRows::AttributeRows(const tb2::sptr_t<rowvault1::IDatabase>& db,
                              const perfdata::Recording& recording)
-    : m_events(db, "dd_event_type", {"name", "type", "config", "sample_period", "frequency"}),
+    : m_events(db, "dd_event_type",
+               {"name", "type", "config", "sample_period", "frequency", "counting"}),
       m_cpus(db, "dd_cpu", {"number"}), m_modes(db, "dd_cpu_mode", {"name"}),
-      m_accesses(db, "dd_mem_access", {"source"}), m_transactions(db, "dd_htm_info", {"word"})
+      m_accesses(db, "dd_mem_access", {"source"}), m_transactions(db, "dd_htm_info", {"word"}),
+      m_eventRows(recording.events().size()), m_countedRows(recording.events().size())
 {
-    writeEvents(recording);
+    // All events get their rows, those that did not happen as well.
+    for (const perfdata::Event& event : recording.events())
+        writeEvent(event, recording.isCountingRun());
 }
 
-void AttributeRows::writeEvents(const perfdata::Recording& recording)
+Index AttributeRows::writeEvent(const perfdata::Event& event, bool isCounted)
 {
-    for (const perfdata::Event& event : recording.events()) {
-        const perfdata::EventAttr& attr = event.attr;
-        const std::int32_t isFrequency = attr.has(perfdata::attrBit::Freq) ? 1 : 0;
-        m_eventRows.push_back(m_events.findOrAdd(
-            {event.name, attr.type, attr.config, attr.samplePeriodOrFreq, isFrequency},
-            [](RowWriter& writer) { writer.set("counting", variant_t(std::int32_t{0})); }));
-    }
+    const perfdata::EventAttr& attr = event.attr;
+    const std::int32_t isFrequency = attr.has(perfdata::attrBit::Freq) ? 1 : 0;
+    const std::int32_t counting = isCounted ? 1 : 0;
+    Index& row = (isCounted ? m_countedRows : m_eventRows)[event.index];
+    row = m_events.findOrAdd(
+        {event.name, attr.type, attr.config, attr.samplePeriodOrFreq, isFrequency, counting});
+    return row;
 }
 
 Index AttributeRows::cpu(const perfdata::Sample& sample)
 {
-    if (!sample.hasCpu()) return {};
-    const auto [entry, isNew] = m_cpuRows.try_emplace(sample.cpu);
-    if (isNew) entry->second = m_cpus.findOrAdd({static_cast<std::int32_t>(sample.cpu)});
+    return sample.hasCpu() ? cpu(sample.cpu) : Index();
+}
+
+Index AttributeRows::cpu(std::uint32_t number)
+{
+    const auto [entry, isNew] = m_cpuRows.try_emplace(number);
+    if (isNew) entry->second = m_cpus.findOrAdd({static_cast<std::int32_t>(number)});
     return entry->second;
 }
 

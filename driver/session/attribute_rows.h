@@ -18,21 +18,34 @@ public:
     AttributeRows(const tb2::sptr_t<rowvault1::IDatabase>& db,
                   const perfdata::Recording& recording);
 
-    rowvault1::Index event(const perfdata::Event& event) { return m_eventRows[event.index]; }
+    /// The row of an event that is sampled, and of one whose counts are explicit intervals.
+    rowvault1::Index event(const perfdata::Event& event)
+    {
+        const rowvault1::Index row = m_eventRows[event.index];
+        return row.exist() ? row : writeEvent(event, false);
+    }
+    rowvault1::Index countedEvent(const perfdata::Event& event)
+    {
+        const rowvault1::Index row = m_countedRows[event.index];
+        return row.exist() ? row : writeEvent(event, true);
+    }
     rowvault1::Index cpu(const perfdata::Sample& sample);
+    rowvault1::Index cpu(std::uint32_t number);
     rowvault1::Index mode(perfdata::CpuMode mode);
     rowvault1::Index memoryAccess(const perfdata::Sample& sample);
     rowvault1::Index transaction(const perfdata::Sample& sample);
 
 private:
-    void writeEvents(const perfdata::Recording& recording);
+    rowvault1::Index writeEvent(const perfdata::Event& event, bool isCounted);
 
-    KeyedRows<std::string, std::uint32_t, std::uint64_t, std::uint64_t, std::int32_t> m_events;
+    KeyedRows<std::string, std::uint32_t, std::uint64_t, std::uint64_t, std::int32_t, std::int32_t>
+        m_events;
     KeyedRows<std::int32_t> m_cpus;
     KeyedRows<std::string> m_modes;
     KeyedRows<std::uint64_t> m_accesses;
     KeyedRows<std::uint64_t> m_transactions;
     std::vector<rowvault1::Index> m_eventRows;
+    std::vector<rowvault1::Index> m_countedRows;
     std::unordered_map<std::uint32_t, rowvault1::Index> m_cpuRows;
     std::array<rowvault1::Index, 8> m_modeRows;
     std::unordered_map<std::uint64_t, rowvault1::Index> m_accessRows;

@@ -188,9 +188,6 @@ void SideBandCollector::onTimeConv(const perfdata::TimeConvRecord& record)
 
 void SideBandCollector::noteUnusedRecords()
 {
-    m_quality.add("counter values that were not loaded", m_recording.countOf(RecordType::Stat),
-                  "they are of a counting run (perf stat record), which gives no samples",
-                  Severity::dataLoss);
     for (const perfdata::RecordCount& count : m_recording.counts()) {
         const auto type = static_cast<std::uint32_t>(count.type);
         const bool kernelType = type <= static_cast<std::uint32_t>(RecordType::CallchainDeferred);

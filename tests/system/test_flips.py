@@ -53,3 +53,6 @@ class Flips(SystemTest):
 
     def test_registers_and_memory_accesses(self):
         self.check("deeptree-regs")
+
+    def test_counter_values(self):
+        self.check("stat-intervals")

@@ -320,6 +320,24 @@ TEST(SideBand, DecodesCounterRecords)
     EXPECT_EQ(round.sink.statRounds[0].roundTime, 555u);
 }
 
+TEST(SideBand, CounterRecordsThatOverrunTheirSizeAreBad)
+{
+    const std::uint64_t many = std::uint64_t{1} << 61;
+    EXPECT_EQ(deliverOne(73, Bytes().u64(2).u64(11).zeros(16)).stats.badRecords, 1u);
+    EXPECT_EQ(deliverOne(73, Bytes().u64(many).u64(11).zeros(16)).stats.badRecords, 1u);
+    EXPECT_EQ(deliverOne(74, Bytes().u16(0).u16(9).u16(1).u16(2)).stats.badRecords, 1u);
+    EXPECT_EQ(deliverOne(75, Bytes().words({many, 0, 5})).stats.badRecords, 1u);
+    EXPECT_EQ(deliverOne(76, Bytes().words({7, 0, 1, 2})).stats.badRecords, 1u);
+    EXPECT_EQ(deliverOne(77, Bytes().u64(0)).stats.badRecords, 1u);
+}
+
+TEST(SideBand, ACountingRunIsToldByItsRecords)
+{
+    const Bytes value = Bytes().words({7, 0, 1, 2, 3});
+    EXPECT_TRUE(deliverOne(76, value).recording.isCountingRun());
+    EXPECT_FALSE(deliverOne(77, Bytes().words({1, 555})).recording.isCountingRun());
+}
+
 TEST(SideBand, DecodesTimeConversionsShortAndLong)
 {
     const Delivered shortOne = deliverOne(79, Bytes().words({1, 2, 3}));

@@ -113,17 +113,6 @@ TEST_F(SideBandTest, LossesThrottlesAndChangesOfCodeAreCounted)
     EXPECT_EQ(quality.count("changes of kernel code that were skipped"), 1U);
 }
 
-TEST_F(SideBandTest, CounterValuesOfACountingRunAreCounted)
-{
-    Bytes values;
-    for (int word = 0; word < 5; ++word)
-        values.u64(1);
-    file().add(76, values).add(76, values);
-    mmap(100, 5, 0x1000, 0x1000, "/bin/a");
-    collect();
-    EXPECT_EQ(quality.count("counter values that were not loaded"), 2U);
-}
-
 TEST_F(SideBandTest, RecordsOfUnknownTypesAreCountedByType)
 {
     Bytes body;
