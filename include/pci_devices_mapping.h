@@ -30,7 +30,8 @@ class SAMPLEFOLD_1_API PciDevicesMapping {
 public:
     /// What an event name looks like; groups eventType, partNum, tid and unitNum. For whole
     /// matches. Both patterns are built when the library is loaded and may be shared between
-    /// threads.
+    /// threads; who matches by them links Boost.Regex. Their time is bounded only for names whose
+    /// end is right.
     static const boost::regex m_pciEventPattern;
     /// What a package name looks like; group packageNum. For whole matches.
     static const boost::regex m_packageNamePattern;

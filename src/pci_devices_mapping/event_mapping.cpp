@@ -68,9 +68,10 @@ void PciDevicesMapping::mapEvent(const package_num_and_event_type_t& event, Inde
         if (meshStop != m_ioUnitMeshStops.end()) meshStopKey = meshStop->second;
     }
     if (tid >= 0) meshStopKey = getMeshStopKey(tid, package);
-    m_ioChannelKeyByEvent.try_emplace(event, channelKey);
-    m_ioUnitKeyByEvent.try_emplace(event, unitKey);
-    m_meshStopKeyByEvent.try_emplace(event, meshStopKey);
+    // Pairs come in ascending order as a rule, so that the end is where they belong.
+    m_ioChannelKeyByEvent.try_emplace(m_ioChannelKeyByEvent.end(), event, channelKey);
+    m_ioUnitKeyByEvent.try_emplace(m_ioUnitKeyByEvent.end(), event, unitKey);
+    m_meshStopKeyByEvent.try_emplace(m_meshStopKeyByEvent.end(), event, meshStopKey);
 }
 
 Index PciDevicesMapping::getPackageDbIndexById(int packageId) const

@@ -2,6 +2,7 @@
 
 #include "support/call_log.h"
 
+#include <rowvault1/index.h>
 #include <rowvault1/query.h>
 
 #include <map>

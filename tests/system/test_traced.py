@@ -1,8 +1,8 @@
 """The step tracer's recordings and truth, against the symbols of the traced program."""
 
 import bisect
-import re
 import os
+import re
 import subprocess
 import unittest
 
