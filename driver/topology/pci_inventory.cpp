@@ -27,6 +27,10 @@ struct RawFunction {
 constexpr std::array<const char*, 7> g_speeds{"",        "2.5 GT/s", "5 GT/s", "8 GT/s",
                                               "16 GT/s", "32 GT/s",  "64 GT/s"};
 
+/// Names come from pci.ids alone. The database of udev is another one on each machine, and each
+/// question to it without one costs memory that is not given back.
+constexpr int g_byFile = PCI_LOOKUP_NO_HWDB;
+
 /// Speed and lanes stand at the same bits in both registers.
 PciLink linkOf(std::uint32_t word)
 {
@@ -39,17 +43,18 @@ PciLink linkOf(std::uint32_t word)
 
 void readNames(pci_access* access, pci_dev* dev, RawFunction& raw)
 {
-    pci_lookup_name(access, raw.name, sizeof raw.name, PCI_LOOKUP_VENDOR | PCI_LOOKUP_DEVICE,
-                    dev->vendor_id, dev->device_id);
-    pci_lookup_name(access, raw.className, sizeof raw.className, PCI_LOOKUP_CLASS,
+    pci_lookup_name(access, raw.name, sizeof raw.name,
+                    PCI_LOOKUP_VENDOR | PCI_LOOKUP_DEVICE | g_byFile, dev->vendor_id,
+                    dev->device_id);
+    pci_lookup_name(access, raw.className, sizeof raw.className, PCI_LOOKUP_CLASS | g_byFile,
                     dev->device_class);
     const unsigned vendor = pci_read_word(dev, PCI_SUBSYSTEM_VENDOR_ID);
     const unsigned system = pci_read_word(dev, PCI_SUBSYSTEM_ID);
     const bool hasSubsystem = !raw.isBridge && vendor != 0 && vendor != 0xffff;
     if (!hasSubsystem) return;
     pci_lookup_name(access, raw.subsystem, sizeof raw.subsystem,
-                    PCI_LOOKUP_SUBSYSTEM | PCI_LOOKUP_VENDOR | PCI_LOOKUP_DEVICE, dev->vendor_id,
-                    dev->device_id, vendor, system);
+                    PCI_LOOKUP_SUBSYSTEM | PCI_LOOKUP_VENDOR | PCI_LOOKUP_DEVICE | g_byFile,
+                    dev->vendor_id, dev->device_id, vendor, system);
 }
 
 void readLink(pci_dev* dev, RawFunction& raw)
