@@ -30,11 +30,10 @@ public:
     /// All that `session` refers to outlives the object.
     BranchStacks(const BranchOptions& options, bool storesEachSample, const Session& session);
 
-    bool isOn() const { return m_setting.options.use != BranchUse::off; }
     /// Also true of a sample without any record, where its call chain is to be checked.
     bool hasStack(const perfdata::Sample& sample) const
     {
-        return isOn() && (sample.has & perfdata::sampleBit::BranchStack) != 0 &&
+        return (sample.has & perfdata::sampleBit::BranchStack) != 0 &&
                (!sample.branches.empty() || branchKindOf(*sample.event) == BranchKind::callStack);
     }
 

@@ -19,8 +19,10 @@ constexpr std::array<std::string_view, 5> g_goElsewhere{
     "_Unwind_ForcedUnwind", "_Unwind_RaiseException", "_Unwind_Resume_or_Rethrow", "setcontext",
     "swapcontext"};
 constexpr auto g_jump = static_cast<std::int32_t>(pathnav_3::terminator_t::jump);
-/// Blocks that are looked at before a link is let be.
+/// Blocks that are looked at, and entries of linkage tables that are followed one out of the other,
+/// before a link is let be. Tables may lead in a circle.
 constexpr std::size_t g_mostBlocks = 2000;
+constexpr std::size_t g_mostEntries = 8;
 
 bool goesElsewhere(std::string_view name)
 {
@@ -36,6 +38,8 @@ std::string_view withoutVersion(std::string_view name)
 
 bool LinkDoubts::isDoubtful(const LinkEnd& to, const LinkEnd& child, bool isBranch)
 {
+    m_blocksLeft = g_mostBlocks;
+    m_entriesLeft = g_mostEntries;
     const bank_t bank = m_verifier.getCachedSymbolBank(to.path);
     return bank != nullptr && m_verifier.getCachedSymbolBank(child.path) != nullptr &&
            !leadsTo(to, child, isBranch);
@@ -55,7 +59,8 @@ bool LinkDoubts::leadsTo(const LinkEnd& to, const LinkEnd& child, bool isBranch)
         pending.pop_back();
         const IBasicBlock* const block = navigator->getCurrentBlock();
         if (block == nullptr || !visited.insert(block->getStart()).second) continue;
-        if (visited.size() > g_mostBlocks) return true;
+        if (m_blocksLeft == 0) return true;
+        --m_blocksLeft;
         const std::uint64_t last = block->getLastInstruction();
         const bool isReached =
             isBranch ? last == child.rva : child.rva - block->getStart() < block->getSize();
@@ -97,9 +102,11 @@ bool LinkDoubts::isIn(const symbol_t& function, const LinkEnd& child, bool isBra
     const bank_t bank = m_verifier.getCachedSymbolBank(child.path);
     const std::uint64_t base = bank->getPreferredLoadAddress();
     symbol_t held;
-    return function.isChooser || !bank->findSymbol(child.rva + base, held) ||
-           held.start == function.start ||
-           leadsTo({child.path, function.start - base}, child, isBranch);
+    if (function.isChooser || !bank->findSymbol(child.rva + base, held) ||
+        held.start == function.start || m_entriesLeft == 0)
+        return true;
+    --m_entriesLeft;
+    return leadsTo({child.path, function.start - base}, child, isBranch);
 }
 
 /// The dynamic linker's entry looks a function up and jumps to it.

@@ -4,6 +4,7 @@
 
 #include <GLYPH_3_30/module_symbol_bank.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -44,6 +45,8 @@ private:
     bool neverReturns(const bank_t& bank, std::uint64_t rva) const;
 
     samplefold_1::StackVerifier& m_verifier;
+    std::size_t m_blocksLeft = 0; ///< to look at for the link in hand; so is the next
+    std::size_t m_entriesLeft = 0;
     /// Functions that linkage tables were found to name, by the path of the module and the name;
     /// null where the module has none of that name.
     std::map<std::pair<std::string, std::string>, const GLYPH_3_30::symbol_t*> m_functions;
