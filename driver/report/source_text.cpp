@@ -9,7 +9,7 @@
 namespace samplefold::report {
 namespace {
 
-constexpr std::size_t g_blockBytes = std::size_t{1} << 18;
+constexpr std::size_t g_readBytes = std::size_t{1} << 18;
 constexpr std::size_t g_maxLineBytes = 1000;
 
 /// Takes the bytes of a file as they come and keeps the lines that are wanted.
@@ -51,7 +51,7 @@ bool readLines(const std::string& path, const std::set<std::int64_t>& wanted, So
     PlainFile file(path);
     if (!file.problem().empty() || file.size() > maxSourceBytes) return false;
     LinePicker picker(wanted, text.lines);
-    std::vector<char> block(g_blockBytes);
+    std::vector<char> block(g_readBytes);
     while (!picker.isDone()) {
         const std::size_t got = file.read(block);
         if (got == 0) break;

@@ -11,7 +11,7 @@
 namespace samplefold::unwind {
 namespace {
 
-constexpr int g_framePointer = 6;
+constexpr int g_framePointer = static_cast<int>(UserRegisters::framePointer);
 constexpr int g_stackPointer = static_cast<int>(UserRegisters::stackPointer);
 
 /// What libdw says about a register of the caller.

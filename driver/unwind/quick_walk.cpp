@@ -3,8 +3,6 @@
 namespace samplefold::unwind {
 namespace {
 
-constexpr std::size_t g_framePointer = 6;
-
 /// What is known of the frame in hand.
 struct Frame {
     std::uint64_t stackPointer;
@@ -46,8 +44,8 @@ Step goUp(const FrameRule& rule, const StackDump& stack, Frame& frame, Stop& sto
 bool quickWalk(const UserRegisters& registers, const StackDump& stack, const code_at_t& codeAt,
                std::size_t maxFrames, std::vector<std::uint64_t>& frames, Stop& stop)
 {
-    if (!registers.has(g_framePointer)) return false;
-    Frame frame{stack.start, registers[g_framePointer], 0};
+    if (!registers.has(UserRegisters::framePointer)) return false;
+    Frame frame{stack.start, registers[UserRegisters::framePointer], 0};
     std::uint64_t address = registers[UserRegisters::instruction];
     while (true) {
         Code code;

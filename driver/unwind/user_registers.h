@@ -14,6 +14,7 @@ namespace samplefold::unwind {
 class UserRegisters {
 public:
     static constexpr std::size_t count = 17;
+    static constexpr std::size_t framePointer = 6;
     static constexpr std::size_t stackPointer = 7;
     static constexpr std::size_t instruction = 16;
 

@@ -12,7 +12,7 @@ struct setup_t {
     std::int64_t extension; ///< of the first interval, 0 for none
 };
 
-constexpr int g_kinds = 40;
+constexpr int g_modelKinds = 40;
 constexpr int g_slots = 4;
 constexpr int g_threads = 3;
 
@@ -75,7 +75,7 @@ protected:
     {
         const int thread = random(g_threads);
         const int slot = random(g_slots);
-        const int kind = random(g_kinds);
+        const int kind = random(g_modelKinds);
         const std::int64_t value = random(1000) - 100;
         const std::int64_t gate = random(3) - 1;
         const std::int64_t scale = random(4) + 2;
@@ -99,7 +99,7 @@ protected:
         std::vector<std::int64_t> values;
         const auto skipped = static_cast<std::size_t>(random(5));
         for (std::size_t i = 0; i < 4; ++i) {
-            const int kind = random(g_kinds);
+            const int kind = random(g_modelKinds);
             attrs.push_back(addKind(kind));
             values.push_back(random(50));
             if (i == skipped) continue;

@@ -16,14 +16,12 @@ using namespace pathnav_test;
 using glyph_test::compile;
 using pathnav_3::IGLYPHDataSource;
 
-constexpr std::uint64_t g_noBase = ~std::uint64_t{0};
-
 /// The sample program that `flags` make, as a source.
 struct sample_t {
     explicit sample_t(const std::string& label, const std::string& flags,
                       const std::string& then = {})
         : path(compile(label, flags, then)), bank(glyph_test::openBank(path)),
-          source(IGLYPHDataSource::create(bank, false, g_noBase))
+          source(IGLYPHDataSource::create(bank, false, noBase))
     {
     }
 
@@ -125,7 +123,7 @@ TEST(GlyphSource, withoutSectionsTheExecutableSegmentIsARange)
     glyph_test::ElfBytes elf;
     elf.addSegment(0x401000, fromHexText("90 eb fd c3"), true);
     const auto bank = elf.bank();
-    const auto source = IGLYPHDataSource::create(bank, false, g_noBase);
+    const auto source = IGLYPHDataSource::create(bank, false, noBase);
     const auto navigator = navigatorOver(source);
     EXPECT_EQ(blocksFrom(*navigator, 0), (std::vector<std::string>{"0-3 jump 0 @1", "3-4 ret @3"}));
 }
@@ -171,7 +169,7 @@ TEST(GlyphSource, callsOfTheLinkageTableThatNeverComeBackAreKnown)
 
 TEST(GlyphSource, withoutABankThereIsNoCode)
 {
-    const auto source = IGLYPHDataSource::create(nullptr, false, g_noBase);
+    const auto source = IGLYPHDataSource::create(nullptr, false, noBase);
     ASSERT_NE(source, nullptr);
     code_range_t range;
     EXPECT_FALSE(source->findCode(0, range));
@@ -183,7 +181,7 @@ TEST(GlyphSource, withoutABankThereIsNoCode)
 
 TEST(GlyphSource, otherSettingsAreRefused)
 {
-    EXPECT_EQ(IGLYPHDataSource::create(nullptr, true, g_noBase), nullptr);
+    EXPECT_EQ(IGLYPHDataSource::create(nullptr, true, noBase), nullptr);
     EXPECT_EQ(IGLYPHDataSource::create(nullptr, false, 0), nullptr);
 }
 

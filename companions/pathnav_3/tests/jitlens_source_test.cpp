@@ -13,8 +13,6 @@ using namespace pathnav_test;
 using pathnav_3::IJITLENSDataSource;
 using texts_t = std::vector<std::string>;
 
-constexpr std::uint64_t g_noBase = ~std::uint64_t{0};
-
 std::string hex(std::uint64_t number)
 {
     std::ostringstream out;
@@ -27,7 +25,7 @@ protected:
     ObjectPtr<IDataSource> source(const jitlens_3_13::region_t* of = nullptr,
                                   pathnav_3::symbol_name_callback_t nameOf = nullptr)
     {
-        return IJITLENSDataSource::create(loader->symbols(), IJITLENSDataSource::x86_64, g_noBase,
+        return IJITLENSDataSource::create(loader->symbols(), IJITLENSDataSource::x86_64, noBase,
                                           nameOf, of);
     }
 };
@@ -133,8 +131,7 @@ TEST_F(JitlensSource, namesWithoutBytesAreNoCode)
 
 TEST_F(JitlensSource, otherArchitecturesAreRefused)
 {
-    EXPECT_EQ(IJITLENSDataSource::create(loader->symbols(), 2, g_noBase, nullptr, nullptr),
-              nullptr);
+    EXPECT_EQ(IJITLENSDataSource::create(loader->symbols(), 2, noBase, nullptr, nullptr), nullptr);
     EXPECT_EQ(IJITLENSDataSource::create(loader->symbols(), 3, 0, nullptr, nullptr), nullptr);
 }
 
@@ -143,7 +140,7 @@ TEST_F(JitlensSource, withoutAResolverOrAModuleThereIsNoCode)
     const jitlens_3_13::region_t empty;
     code_range_t range;
     EXPECT_FALSE(source(&empty)->findNextCode(0, range));
-    const auto none = IJITLENSDataSource::create(nullptr, 3, g_noBase, nullptr, nullptr);
+    const auto none = IJITLENSDataSource::create(nullptr, 3, noBase, nullptr, nullptr);
     ASSERT_NE(none, nullptr);
     EXPECT_FALSE(none->findCode(0, range));
     EXPECT_FALSE(none->findNextCode(0, range));

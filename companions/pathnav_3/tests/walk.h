@@ -11,6 +11,9 @@
 
 namespace pathnav_test {
 
+/// The base of a source that gives relative addresses.
+constexpr std::uint64_t noBase = ~std::uint64_t{0};
+
 using pathnav_3::IBasicBlock;
 using pathnav_3::IBasicBlockNavigator;
 using pathnav_3::IDataSource;

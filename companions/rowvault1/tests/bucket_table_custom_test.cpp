@@ -8,7 +8,6 @@ using tb2::variant_t;
 namespace {
 
 constexpr field_info_t g_cpu{0, "cpu", fieldTypeS32, 1, ""};
-constexpr field_info_t g_weight{0, "weight", fieldTypeU64, 1, ""};
 
 class BucketCustomField : public ResultTest {
 protected:
@@ -39,7 +38,7 @@ TEST_F(BucketCustomField, CustomFieldsCountFromTheFirstOfThem)
     SpanTable table = openSpans(*result);
     const AssertionLog log;
     EXPECT_EQ(table.addCustomField(g_cpu), 0);
-    EXPECT_EQ(table.addCustomField(g_weight), 1);
+    EXPECT_EQ(table.addCustomField(weightField), 1);
     EXPECT_EQ(table.addCustomField({7, "third", fieldTypeS32, 0, nullptr}), 2);
     EXPECT_TRUE(log.expressions().empty());
     result->finish();
@@ -52,8 +51,8 @@ TEST_F(BucketCustomField, ACustomFieldThatIsThereIsFoundAgainByNameAndType)
     const auto result = create();
     SpanTable table = openSpans(*result);
     table.addCustomField(g_cpu);
-    table.addCustomField(g_weight);
-    EXPECT_EQ(table.addCustomField(g_weight), 1);
+    table.addCustomField(weightField);
+    EXPECT_EQ(table.addCustomField(weightField), 1);
     EXPECT_EQ(openSpans(*result).addCustomField(g_cpu), 0);
     EXPECT_EQ(table.addCustomField({0, "cpu", fieldTypeU64, 1, ""}), InvalidColIdx);
     result->finish();
@@ -65,7 +64,7 @@ TEST_F(BucketCustomField, ValuesOfCustomFieldsAreStoredAndReadBack)
     const auto result = create();
     SpanTable table = openSpans(*result);
     table.addCustomField(g_cpu);
-    table.addCustomField(g_weight);
+    table.addCustomField(weightField);
     const std::array values{variant_t(-3), variant_t(topBit)};
     EXPECT_TRUE(table.insert(1, spanAt(5, 6), values));
     EXPECT_TRUE(table.insert(1, spanAt(7, 8), std::span(values).first(1)));
@@ -151,7 +150,7 @@ TEST_F(BucketCustomField, CustomFieldsOfAResultThatIsOpenedAgainKeepTheirKindAnd
         const auto result = create();
         SpanTable table = openSpans(*result);
         table.addCustomField(g_cpu);
-        table.addCustomField(g_weight);
+        table.addCustomField(weightField);
         const std::array values{variant_t(-1), variant_t(topBit)};
         table.insert(1, spanAt(1), values);
         result->finish();
@@ -162,7 +161,7 @@ TEST_F(BucketCustomField, CustomFieldsOfAResultThatIsOpenedAgainKeepTheirKindAnd
     ASSERT_TRUE(table.query(walk, 1));
     EXPECT_EQ(walk.custom(0), variant_t(-1));
     EXPECT_EQ(walk.custom(1), variant_t(topBit));
-    EXPECT_EQ(table.addCustomField(g_weight), 1);
+    EXPECT_EQ(table.addCustomField(weightField), 1);
     EXPECT_EQ(addNamed(table, "third"), 2);
     const auto query = result->database()->createQuery(cpuRunning, 2);
     EXPECT_NE(query->addColumn("weight"), InvalidColIdx);
@@ -179,7 +178,7 @@ TEST_F(BucketCustomField, ACustomFieldOfAResultForReadingIsFoundButNotAdded)
     const auto result = open(open_mode_t::read_only);
     SpanTable table = openSpans(*result);
     EXPECT_EQ(table.addCustomField(g_cpu), 0);
-    EXPECT_EQ(table.addCustomField(g_weight), InvalidColIdx);
+    EXPECT_EQ(table.addCustomField(weightField), InvalidColIdx);
     EXPECT_EQ(definition(), before);
 }
 

@@ -9,8 +9,6 @@ using namespace rowvault1;
 
 namespace {
 
-constexpr field_info_t g_weight{0, "weight", fieldTypeU64, 1, ""};
-
 class BucketDefinition : public ResultTest {
 protected:
     std::string messageOf(open_mode_t mode) const
@@ -31,7 +29,7 @@ TEST_F(BucketDefinition, ATableOfAnotherNameIsMadeAndFoundAgain)
         SpanTable table = openSpans(*result, "my_spans");
         ASSERT_TRUE(table.isOpen());
         table.insert(1, spanAt(1, 10));
-        table.addCustomField(g_weight);
+        table.addCustomField(weightField);
         EXPECT_EQ(openSpans(*result).size(), 0U);
         result->finish();
     }
@@ -39,7 +37,7 @@ TEST_F(BucketDefinition, ATableOfAnotherNameIsMadeAndFoundAgain)
     const auto result = open(open_mode_t::append);
     SpanTable table = openSpans(*result, "my_spans");
     ASSERT_TRUE(table.isOpen());
-    EXPECT_EQ(table.addCustomField(g_weight), 0);
+    EXPECT_EQ(table.addCustomField(weightField), 0);
     table.insert(1, spanAt(2, 20));
     EXPECT_EQ(endsOf(table, 1), (std::vector<std::uint64_t>{10, 20}));
     result->finish();
@@ -88,7 +86,7 @@ TEST_F(BucketDefinition, ATableThatIsNotOpenDoesNothing)
     EXPECT_FALSE(table.clear());
     EXPECT_EQ(table.size(), 0U);
     EXPECT_EQ(table.size(1), 0U);
-    EXPECT_EQ(table.addCustomField(g_weight), InvalidColIdx);
+    EXPECT_EQ(table.addCustomField(weightField), InvalidColIdx);
 }
 
 TEST_F(BucketDefinition, FieldsThatCannotBeColumnsGiveNoTable)

@@ -66,6 +66,7 @@ struct rowvault1::bucket_row_traits_t<signed_t> {
 using SpanTable = rowvault1::GenericBucketTable<span_t>;
 
 constexpr const char* cpuRunning = "cpu_running_data_t";
+constexpr field_info_t weightField{0, "weight", fieldTypeU64, 1, ""};
 constexpr std::uint64_t topBit = std::uint64_t{1} << 63;
 
 inline SpanTable openSpans(rowvault1::IResult& result, const char* name = cpuRunning)

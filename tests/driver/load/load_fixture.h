@@ -18,6 +18,9 @@
 
 namespace samplefold::load::testing {
 
+/// Where the text of the kernel lies in made recordings.
+constexpr std::uint64_t kernelBase = 0xffffffff81000000;
+
 /// A sample as a test tells it.
 struct Told {
     std::uint64_t tick = 0;

@@ -7,14 +7,12 @@ namespace {
 namespace context = perfdata::context;
 using perfdata::CpuMode;
 
-constexpr std::uint64_t g_kernel = 0xffffffff81000000;
-
 /// A program at 0x1000, its file from offset 0 on, and the kernel.
 class StackChainTest : public LoadTest {
 protected:
     StackChainTest()
     {
-        mmap(1, noTask, g_kernel, 0x1000, "[kernel.kallsyms]_text", g_kernel);
+        mmap(1, noTask, kernelBase, 0x1000, "[kernel.kallsyms]_text", kernelBase);
         mmap(2, 5, 0x1000, 0x1000, "/bin/p");
         begin();
     }
@@ -45,8 +43,8 @@ TEST_F(StackChainTest, TheSampledAddressReplacesTheFirstOfTheChain)
 TEST_F(StackChainTest, ASampleInTheKernelGoesOnInTheProgram)
 {
     EXPECT_EQ(chain({10,
-                     g_kernel + 0x10,
-                     {context::Kernel, g_kernel + 0x11, g_kernel + 0x20, context::User, 0x1010},
+                     kernelBase + 0x10,
+                     {context::Kernel, kernelBase + 0x11, kernelBase + 0x20, context::User, 0x1010},
                      CpuMode::Kernel}),
               "[kernel.kallsyms]+ffffffff81000010 [kernel.kallsyms]+ffffffff81000020 "
               "/bin/p+10");
@@ -54,7 +52,7 @@ TEST_F(StackChainTest, ASampleInTheKernelGoesOnInTheProgram)
 
 TEST_F(StackChainTest, NothingIsReplacedWhereTheKernelsPartWasLeftOut)
 {
-    EXPECT_EQ(chain({10, g_kernel + 0x10, {context::User, 0x1010, 0x1020}, CpuMode::Kernel}),
+    EXPECT_EQ(chain({10, kernelBase + 0x10, {context::User, 0x1010, 0x1020}, CpuMode::Kernel}),
               "[kernel.kallsyms]+ffffffff81000010 /bin/p+10 /bin/p+20");
 }
 
@@ -75,7 +73,8 @@ TEST_F(StackChainTest, AnEmptyChainIsTheSampledFrame)
 {
     EXPECT_EQ(chain({10, 0x1010, {}}), "/bin/p+10");
     EXPECT_EQ(chain({10, 0x1010, {context::User}}), "/bin/p+10");
-    EXPECT_EQ(chain({10, g_kernel + 4, {}, CpuMode::Kernel}), "[kernel.kallsyms]+ffffffff81000004");
+    EXPECT_EQ(chain({10, kernelBase + 4, {}, CpuMode::Kernel}),
+              "[kernel.kallsyms]+ffffffff81000004");
 }
 
 TEST_F(StackChainTest, WithoutAddressAndChainThereIsAFrameStill)
@@ -103,14 +102,14 @@ TEST_F(StackChainTest, AddressesOfGuestsAreInNoMappingOfTheProcess)
 TEST_F(StackChainTest, TheNumberOfADeferredUserPartIsNoFrame)
 {
     const Told told{10,
-                    g_kernel + 0x10,
-                    {context::Kernel, g_kernel + 0x10, context::UserDeferred, 0x1020},
+                    kernelBase + 0x10,
+                    {context::Kernel, kernelBase + 0x10, context::UserDeferred, 0x1020},
                     CpuMode::Kernel};
     EXPECT_EQ(chain(told), "[kernel.kallsyms]+ffffffff81000010");
     EXPECT_EQ(chain({11, 0x1010, {context::UserDeferred}}), "/bin/p+10") << "cut short";
     Told atMost{12,
-                g_kernel + 0x10,
-                {context::Kernel, g_kernel + 0x10, g_kernel + 0x20, context::UserDeferred, 7},
+                kernelBase + 0x10,
+                {context::Kernel, kernelBase + 0x10, kernelBase + 0x20, context::UserDeferred, 7},
                 CpuMode::Kernel};
     atMost.maxStack = 3;
     EXPECT_EQ(chain(atMost), "[kernel.kallsyms]+ffffffff81000010 "

@@ -7,8 +7,6 @@ namespace {
 namespace context = perfdata::context;
 using perfdata::CpuMode;
 
-constexpr std::uint64_t g_kernel = 0xffffffff81000000;
-
 class StackLoaderTest : public LoadTest {
 protected:
     /// The same chain of two frames, time after time.
@@ -43,14 +41,14 @@ TEST_F(StackLoaderTest, NothingOfTheOldProgramIsLeftAfterAnExec)
 
 TEST_F(StackLoaderTest, KernelCodeThatComesAndGoesChangesTheChain)
 {
-    mmap(1, noTask, g_kernel, 0x1000, "[kernel.kallsyms]_text", 0);
-    ksymbol(100, g_kernel + 0x2000, 0x100, "bpf_prog");
-    ksymbol(200, g_kernel + 0x2000, 0x100, "bpf_prog", true);
+    mmap(1, noTask, kernelBase, 0x1000, "[kernel.kallsyms]_text", 0);
+    ksymbol(100, kernelBase + 0x2000, 0x100, "bpf_prog");
+    ksymbol(200, kernelBase + 0x2000, 0x100, "bpf_prog", true);
     begin();
     const auto at = [this](std::uint64_t tick) {
         return chainOf(5, {tick,
-                           g_kernel + 0x2010,
-                           {context::Kernel, g_kernel + 0x2010, g_kernel + 0x10},
+                           kernelBase + 0x2010,
+                           {context::Kernel, kernelBase + 0x2010, kernelBase + 0x10},
                            CpuMode::Kernel});
     };
     const std::string unknown = "-+ffffffff81002010 [kernel.kallsyms]+10";
@@ -125,13 +123,14 @@ TEST_F(StackLoaderTest, AddressesThatStandForNoCodeHaveTheirNumbers)
 /// The number by which a deferred part is found is new in every sample.
 TEST_F(StackLoaderTest, ChainsThatDifferInTheNumberOfTheirDeferredPartAreOne)
 {
-    mmap(1, noTask, g_kernel, 0x1000, "[kernel.kallsyms]_text", 0);
+    mmap(1, noTask, kernelBase, 0x1000, "[kernel.kallsyms]_text", 0);
     begin();
     const auto at = [&](std::uint64_t tick) {
-        return sample(5, {tick,
-                          g_kernel,
-                          {context::Kernel, g_kernel, g_kernel + 4, context::UserDeferred, tick},
-                          CpuMode::Kernel});
+        return sample(5,
+                      {tick,
+                       kernelBase,
+                       {context::Kernel, kernelBase, kernelBase + 4, context::UserDeferred, tick},
+                       CpuMode::Kernel});
     };
     const auto first = at(10);
     const std::size_t kept = run().stacks.keptChains();

@@ -14,7 +14,6 @@ namespace context = perfdata::context;
 using perfdata::CpuMode;
 
 constexpr std::uint64_t g_user = 0x1000;
-constexpr std::uint64_t g_kernel = 0xffffffff81000000;
 constexpr std::uint64_t g_addresses = 48; ///< of each, so that everything overlaps
 constexpr std::uint64_t g_lastTick = 400;
 
@@ -88,7 +87,7 @@ protected:
         const bool inKernel = below(4) == 0;
         chain.told.mode = inKernel ? CpuMode::Kernel : CpuMode::User;
         const auto address = [&](bool kernel) {
-            return (kernel ? g_kernel : g_user) + below(g_addresses + 2);
+            return (kernel ? kernelBase : g_user) + below(g_addresses + 2);
         };
         chain.told.ip = address(inKernel);
         chain.frames.push_back({inKernel, chain.told.ip});
@@ -151,7 +150,7 @@ private:
 
     void tellKernelCode(std::uint64_t tick)
     {
-        const std::uint64_t start = g_kernel + 8 * below(g_addresses / 8);
+        const std::uint64_t start = kernelBase + 8 * below(g_addresses / 8);
         if (below(3) == 0) {
             ksymbol(tick, start, 1, "code", true);
             m_kernel.mappings.unmap(start, tick);

@@ -11,7 +11,7 @@
 namespace samplefold::report {
 namespace {
 
-using lines_t = std::map<std::int64_t, std::string>;
+using numbered_t = std::map<std::int64_t, std::string>;
 
 class SourceTextTest : public ::testing::Test {
 protected:
@@ -32,32 +32,32 @@ protected:
 TEST_F(SourceTextTest, OnlyTheWantedLinesAreKept)
 {
     const std::string path = put("a.c", "one\ntwo\n\nfour");
-    EXPECT_EQ(read(path, {2, 3, 4, 5}).lines, (lines_t{{2, "two"}, {3, ""}, {4, "four"}}));
-    EXPECT_EQ(read(path, {}).lines, lines_t{});
+    EXPECT_EQ(read(path, {2, 3, 4, 5}).lines, (numbered_t{{2, "two"}, {3, ""}, {4, "four"}}));
+    EXPECT_EQ(read(path, {}).lines, numbered_t{});
     EXPECT_EQ(read(path).file, path);
 }
 
 TEST_F(SourceTextTest, ALongLineIsCut)
 {
     const std::string path = put("a.c", std::string(1'000'000, 'x') + "\nnext\n");
-    EXPECT_EQ(read(path, {1, 2}).lines, (lines_t{{1, std::string(1000, 'x')}, {2, "next"}}));
+    EXPECT_EQ(read(path, {1, 2}).lines, (numbered_t{{1, std::string(1000, 'x')}, {2, "next"}}));
 }
 
 TEST_F(SourceTextTest, DirectoriesAreSearchedByTheEndsOfThePath)
 {
     put("dir/a.c", "leaf");
-    EXPECT_EQ(read("/gone/src/a.c").lines, (lines_t{{1, "leaf"}}));
+    EXPECT_EQ(read("/gone/src/a.c").lines, (numbered_t{{1, "leaf"}}));
     put("dir/src/a.c", "longer");
-    EXPECT_EQ(read("/gone/src/a.c").lines, (lines_t{{1, "longer"}}));
-    EXPECT_EQ(read("../gone/./src/a.c").lines, (lines_t{{1, "longer"}}));
+    EXPECT_EQ(read("/gone/src/a.c").lines, (numbered_t{{1, "longer"}}));
+    EXPECT_EQ(read("../gone/./src/a.c").lines, (numbered_t{{1, "longer"}}));
 }
 
 TEST_F(SourceTextTest, TheArchiveComesLast)
 {
     put("archive/sources/gone/a.c", "archived");
-    EXPECT_EQ(read("/gone/a.c").lines, (lines_t{{1, "archived"}}));
+    EXPECT_EQ(read("/gone/a.c").lines, (numbered_t{{1, "archived"}}));
     put("dir/a.c", "leaf");
-    EXPECT_EQ(read("/gone/a.c").lines, (lines_t{{1, "leaf"}}));
+    EXPECT_EQ(read("/gone/a.c").lines, (numbered_t{{1, "leaf"}}));
 }
 
 TEST_F(SourceTextTest, PathsDoNotLeadOutOfADirectory)

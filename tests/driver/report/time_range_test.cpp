@@ -12,7 +12,7 @@
 namespace samplefold::report {
 namespace {
 
-constexpr std::uint64_t g_most = std::numeric_limits<std::uint64_t>::max();
+constexpr std::uint64_t g_lastTick = std::numeric_limits<std::uint64_t>::max();
 constexpr std::uint64_t g_upperHalf = std::uint64_t{1} << 63;
 
 std::string read(std::string_view text)
@@ -121,25 +121,25 @@ TEST_F(TimeRangeTest, BothEndsAreIncluded)
 
 TEST_F(TimeRangeTest, AnEndThatIsNotSetIsOpen)
 {
-    addTicks({1, 10, g_upperHalf, g_most});
-    EXPECT_EQ(ticksIn({10, {}}), (ticks_t{10, g_upperHalf, g_most}));
+    addTicks({1, 10, g_upperHalf, g_lastTick});
+    EXPECT_EQ(ticksIn({10, {}}), (ticks_t{10, g_upperHalf, g_lastTick}));
     EXPECT_EQ(ticksIn({{}, 10}), (ticks_t{1, 10}));
-    EXPECT_EQ(ticksIn({}), (ticks_t{1, 10, g_upperHalf, g_most}));
+    EXPECT_EQ(ticksIn({}), (ticks_t{1, 10, g_upperHalf, g_lastTick}));
 }
 
 TEST_F(TimeRangeTest, TicksOfTheUpperHalfAreBehindAllOthers)
 {
-    addTicks({5, g_upperHalf - 1, g_upperHalf, g_upperHalf + 7, g_most});
+    addTicks({5, g_upperHalf - 1, g_upperHalf, g_upperHalf + 7, g_lastTick});
     EXPECT_EQ(ticksIn({6, g_upperHalf}), (ticks_t{g_upperHalf - 1, g_upperHalf}));
-    EXPECT_EQ(ticksIn({g_upperHalf, g_most - 1}), (ticks_t{g_upperHalf, g_upperHalf + 7}));
-    EXPECT_EQ(ticksIn({g_upperHalf + 1, {}}), (ticks_t{g_upperHalf + 7, g_most}));
+    EXPECT_EQ(ticksIn({g_upperHalf, g_lastTick - 1}), (ticks_t{g_upperHalf, g_upperHalf + 7}));
+    EXPECT_EQ(ticksIn({g_upperHalf + 1, {}}), (ticks_t{g_upperHalf + 7, g_lastTick}));
     EXPECT_EQ(ticksIn({{}, g_upperHalf - 1}), (ticks_t{5, g_upperHalf - 1}));
 }
 
 TEST_F(TimeRangeTest, OnlyTheRangeIsRead)
 {
     for (const TickRange& range :
-         {TickRange{10, 20}, {10, {}}, {{}, 20}, {10, g_most}, {g_upperHalf, g_most}}) {
+         {TickRange{10, 20}, {10, {}}, {{}, 20}, {10, g_lastTick}, {g_upperHalf, g_lastTick}}) {
         const std::string plan = planOf(range);
         EXPECT_NE(plan.find("SEARCH sample_instance USING PRIMARY KEY"), std::string::npos) << plan;
         EXPECT_EQ(plan.find("SCAN"), std::string::npos) << plan;
@@ -153,8 +153,8 @@ TEST_F(TimeRangeTest, TimesCountFromTheFirstTickOfTheRecording)
     result().setInfo("first_time", "1000");
     EXPECT_EQ(tickOf(result(), {true, 5}), 1005U);
     EXPECT_EQ(tickOf(result(), {false, 5}), 5U);
-    EXPECT_EQ(tickOf(result(), {true, g_most - 1000}), g_most);
-    EXPECT_EQ(tickOf(result(), {true, g_most}), g_most) << "the sum does not wrap";
+    EXPECT_EQ(tickOf(result(), {true, g_lastTick - 1000}), g_lastTick);
+    EXPECT_EQ(tickOf(result(), {true, g_lastTick}), g_lastTick) << "the sum does not wrap";
 }
 
 TEST_F(TimeRangeTest, WhereTicksAreNumbersThereAreNoTimes)

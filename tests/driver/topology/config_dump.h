@@ -50,7 +50,7 @@ public:
     {
         std::string text = address + " made up\n";
         for (std::size_t row = 0; row < m_bytes.size(); row += 16) {
-            char word[8];
+            char word[24];
             std::snprintf(word, sizeof word, "%02zx:", row);
             text += word;
             for (std::size_t i = 0; i < 16; ++i) {
