@@ -30,9 +30,10 @@ public:
     };
 
     /// Writes rows of dd_module_file and dd_module_file_attributes for a module, in each call new
-    /// ones. `index` becomes the key of the former, -1 when there is no database. The first call
-    /// for a path calculates the checksum of its file, where that is wanted and no earlier pass
-    /// has left one. Always 1.
+    /// ones. `index` becomes the key of the former, -1 when there is no database or the store does
+    /// not take the row. The first call for a path calculates the checksum of its file, where that
+    /// is wanted and no earlier pass has left one. A missing architecture is logged as an error.
+    /// Always 1.
     virtual std::int32_t addModule(const ModuleDBInfo& info, rowvault1::Index& index) = 0;
     /// Calls back for each module that has an entry, those of earlier passes too, sorted by path:
     /// with name, path and checksum (empty where none is known). 0x4000006a for a null `callback`.
@@ -49,7 +50,8 @@ protected:
     ~IModuleInfoCallback() = default;
 };
 
-/// The registry of the result in `resultDir`, which must not be empty. With `resolveFiles` it finds
+/// The registry of the result in `resultDir`, which must not be empty: an empty one is logged as an
+/// error, and the registry then reads, searches and writes nothing. With `resolveFiles` it finds
 /// the modules' files on this machine, calculates their checksums and saves them when the last
 /// handle is dropped; without, it only reads those of earlier passes. `messenger` may be null and
 /// must outlive it; it hears of files that are not found. With a null `db` no rows are written.

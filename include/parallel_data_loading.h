@@ -43,9 +43,11 @@ public:
                               std::int32_t sampleKey, std::int32_t callsiteKey);
 
     /// Writes the listed code locations with a callsite each, then the listed attributes, puts the
-    /// row keys in their entries, and empties the lists and `m_attributeNumbers`. A row that the
-    /// store refuses fires an assertion and leaves -1 in its entry. `db` is kept alive for the
-    /// call.
+    /// row keys in their entries, and empties the lists and `m_attributeNumbers`. The listed
+    /// attributes have their `code_loc.callsite_key` set. A missing table fires an assertion. So
+    /// does a row that the store refuses, which leaves -1 in its entry; only a location refused
+    /// behind others is silent, and its callsite then refers to the one before. `db` is kept alive
+    /// for the call.
     void flush(tb2::sptr_t<rowvault1::IDatabase> db);
 
     /// Numbers, in the context's attribute array, of the attributes added since the last flush.

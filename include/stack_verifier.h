@@ -126,24 +126,29 @@ public:
     // The checks of one link. `rvaTo` is where code was entered, `rvaFrom` the address that ran
     // then. Each answers with a link_check.
 
-    /// Does a function start at `rvaTo` that holds `rvaFrom`? failed when `rvaTo` is inside of one.
-    /// A range that is inlined at `rvaTo` and begins there makes up for that. unconfirmed without
-    /// symbols.
+    /// Does a function start at `rvaTo` that holds `rvaFrom`? failed when `rvaTo` is inside of one,
+    /// or when either has no place in the module. A range that is inlined at `rvaTo` and begins
+    /// there makes up for the first. unconfirmed without symbols, and where the end of the function
+    /// is a guess.
     std::int32_t verifyBySymbol(const std::string& path, std::uint64_t rvaFrom,
                                 std::uint64_t rvaTo);
     /// Can control flow lead from `rvaTo` to `rvaFrom` without leaving by a return? With
     /// `fromIsBranch` `rvaFrom` must end a block, else lie in one. An indirect jump on the way
-    /// holds. Never unconfirmed. Needs a bank asked for before.
+    /// holds, and so does everything with `usePATHNAV` off. Never unconfirmed. Needs a bank asked
+    /// for before, and fails without.
     std::int32_t verifyByBasicBlocks(const std::string& path, std::uint64_t rvaFrom,
                                      std::uint64_t rvaTo, bool fromIsBranch);
-    /// Was the module entered by its procedure linkage table? unconfirmed when not; failed when
-    /// `rvaTo` has no place in it.
+    /// Was the module entered by its procedure linkage table? unconfirmed when not, or without
+    /// symbols; failed when `rvaTo` has no place in the module.
     std::int32_t verifyByCrossmoduleTransition(const std::string& path, std::uint64_t rvaTo);
-    /// Does `rvaSw`, of the software chain, lie within the call at `rvaFrom`? An empty path stands
-    /// for generated code.
+    /// Does `rvaSw`, of the software chain, lie within the call at `rvaFrom`? unconfirmed when not;
+    /// failed where there is no code, or no bank was asked for before. An empty path stands for
+    /// generated code, of the resolver that merge() was given last. With `usePATHNAV` off up to 7
+    /// bytes behind `rvaFrom` hold.
     std::int32_t verifyByCall(const std::string& path, std::uint64_t rvaFrom, std::uint64_t rvaSw);
     /// Is `rva` in a function that is no one's callee: one named _start or clone, or one that never
-    /// returns? unconfirmed when it can return.
+    /// returns? unconfirmed when it can return; failed without a symbol there, and, for other
+    /// names, without code or with `usePATHNAV` off.
     std::int32_t verifyStackTop(const std::string& path, std::uint64_t rva);
 
     /// Symbols of the file at `path`, read by the first call; null when they cannot be.

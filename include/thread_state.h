@@ -19,13 +19,19 @@ class LoaderContext;
 /// array.
 ///
 /// An event slot is a small number of the caller's; samples of one slot follow each other in time.
-/// All ticks are those of the caller's clock; a tick of 0 is no tick, see addSample. Thread rules:
+/// All ticks are those of the caller's clock; a tick of 0 is no tick, see addSample. An interval
+/// begins one tick behind the sample before; the first of a slot as long before its sample as the
+/// context's m_firstInterval options say, or else with the length of the one that follows it.
+///
+/// Without a context (null) a thread takes no samples and `finish` does nothing. Thread rules:
 /// loading thread only. Closed intervals point at this object and at its open samples, so it never
 /// moves, and it outlives every flush of its samples. The context outlives it.
 class SAMPLEFOLD_1_API ThreadInfo {
 public:
     /// A thread whose ticks are not known yet. `bandKey` owns its bands, `threadKey` is its row;
-    /// `storeEachSample` false adds the open samples up at `finish`. Needs a live context.
+    /// `storeEachSample` false adds the open samples up at `finish`; it is meant to equal the
+    /// context's m_storeEachSample, which says the same of closed intervals. The context's options
+    /// are set.
     ThreadInfo(LoaderContext* context, Index bandKey, std::uint64_t eventSlots,
                bool storeEachSample, Index threadKey);
     /// A thread with known first and last ticks. Mind the order: the thread's key comes first here.
@@ -41,8 +47,8 @@ public:
     /// A sample at a moment: closes the open sample of the slot and becomes the open one. `attr`
     /// comes from LoaderContext::addpmuSampleAttribute. The count is `value` times `scale` when
     /// `scaleGate` is above zero and `applyScale` is set, else `value`. A tick at or before the
-    /// last one is taken, its interval has the rate 0.0; a first tick of 0 leaves the slot without
-    /// a sample. `eventSlots` is not used.
+    /// last one is taken, the interval that it closes has the rate 0.0; after a tick of 0 the slot
+    /// is without a sample. `eventSlots` is not used.
     void addSample(std::uint64_t tsc, pmu_sample_attribute_t* attr, std::int64_t value,
                    std::int64_t scaleGate, std::int64_t scale, bool applyScale,
                    std::int32_t eventSlot, std::uint64_t eventSlots);
@@ -66,7 +72,7 @@ public:
     void getCopyOfLastSamples(std::vector<pmu_sample_attribute_t>& attributes) const;
     /// Enters the copies into the emptied attribute array, lets the open samples point at them, and
     /// starts the chains of closed intervals anew. Fires "attributes.size() == size" on a vector of
-    /// another size.
+    /// another size, and takes the elements that there are.
     void setLastSamplesFromCopy(std::vector<pmu_sample_attribute_t>& attributes);
 
     std::uint64_t firstTsc() const noexcept { return m_firstTsc; }

@@ -34,9 +34,9 @@ class VmAuxData : public oneapi::tbb::concurrent_hash_map<std::uint32_t, PerfPro
                                                           HashCompare<std::uint32_t>> {
 public:
     /// Finds the record that the tick `tsc` belongs to, and widens its span to hold it: the newest
-    /// that began at or before the tick or has seen none, else the oldest. `held` is released first
-    /// and holds the vector of `pid` on return, which is made when there is none. Returns 1 with
-    /// the position in `index`, or 0 with 0 for an empty vector.
+    /// that began at or before the tick, ended before it or has seen none, else the oldest. `held`
+    /// is released first and holds the vector of `pid` on return, which is made when there is none.
+    /// Returns 1 with the position in `index`, or 0 with 0 for an empty vector.
     SAMPLEFOLD_1_API int getProcessState(std::uint64_t tsc, std::uint32_t pid, std::uint64_t& index,
                                          accessor& held);
 };

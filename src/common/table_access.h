@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-// What every writer of topology tables does with a table. A handle may be null, whose owner has
-// told so by an assertion: reading gives no rows, writing fires the record's own assertion.
+// What readers and writers of attribute tables do with a table. A handle may be null: reading gives
+// no rows, writing fires the record's own assertion.
 namespace samplefold_1::tables {
 
 using table_t = tb2::sptr_t<rowvault1::IAttributeTable>;

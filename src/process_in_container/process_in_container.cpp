@@ -1,5 +1,7 @@
 #include <samplefold_1/process_in_container.h>
 
+#include "common/table_access.h"
+
 #include <boost/filesystem/exception.hpp>
 #include <boost/filesystem/path.hpp>
 
@@ -43,10 +45,10 @@ ProcessInContainer::ProcessInContainer(const tb2::sptr_t<rowvault1::IDatabase>&)
 void ProcessInContainer::init(const tb2::sptr_t<rowvault1::IDatabase>& db)
 {
     if (m_initialized) return;
-    m_processTable = db->getAttributeTable("dd_process_in_container");
-    m_containerTable = db->getAttributeTable("dd_container_desc");
-    for (const auto rows = m_processTable->enumerateRows(); !rows->atEnd(); rows->next()) {
-        const rowvault1::ConstRecord process(m_processTable->getRecord(rows->current()));
+    m_processTable = tables::open(db, "dd_process_in_container");
+    m_containerTable = tables::open(db, "dd_container_desc");
+    tables::forEachRow(m_processTable, [this](rowvault1::Index row) {
+        const rowvault1::ConstRecord process(m_processTable->getRecord(row));
         ProcessInContainerRecord record;
         const tb2::variant_t pid = process[process_column::pid];
         record.pid = static_cast<std::uint32_t>(pid.integer_bits());
@@ -54,14 +56,14 @@ void ProcessInContainer::init(const tb2::sptr_t<rowvault1::IDatabase>& db)
         record.hostRootPath = root.as_text();
         const rowvault1::Index container =
             rowvault1::utils::variantToIndex(process[process_column::container]);
-        const rowvault1::ConstRecord description(m_containerTable->getRecord(container));
+        const rowvault1::ConstRecord description(tables::row(m_containerTable, container));
         const tb2::variant_t label = description[container_column::label];
         record.containerLabel = label.as_text();
         const tb2::variant_t detail = description[container_column::detail];
         record.containerDetail = detail.as_text();
-        record.rowIndex = rows->current();
+        record.rowIndex = row;
         m_records.emplace(record.pid, std::move(record));
-    }
+    });
     m_initialized = true;
 }
 

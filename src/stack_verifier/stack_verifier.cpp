@@ -33,13 +33,14 @@ StackVerifier::getCachedSymbolBank(const std::string& path)
 {
     const auto known = m_moduleCaches.find(path);
     if (known != m_moduleCaches.end()) return known->second.symbolBank;
-    ModuleStackValidationCache& entry = m_moduleCaches[path];
-    const bool isLoaded =
-        ensureSymbolManager() &&
-        m_symbolManager->loadBank(path.c_str(), 0, entry.symbolBank, nullptr, g_bankOptions, "") ==
-            GLYPH_3_30::status::success;
+    GLYPH_3_30::SymMgrObjectPtr<GLYPH_3_30::IModuleSymbolBank> bank;
+    const bool isLoaded = ensureSymbolManager() &&
+                          m_symbolManager->loadBank(path.c_str(), 0, bank, nullptr, g_bankOptions,
+                                                    "") == GLYPH_3_30::status::success;
     if (!isLoaded) SF_DEBUG(g_log, "Failed to load symobls for module: " << path);
-    return entry.symbolBank;
+    // Noted last: what ran out of memory is no failure of the module's.
+    m_moduleCaches[path].symbolBank = bank;
+    return bank;
 }
 
 pathnav_3::ObjectPtr<pathnav_3::IBasicBlockNavigator>

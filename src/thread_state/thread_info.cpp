@@ -14,20 +14,22 @@ namespace {
 
 constexpr const char* g_attributeTable = "dd_sample";
 
-/// Ticks of a product of two factors: cut towards zero, the upper half of the range by taking the
-/// top bit away and putting it back. Values that no 64-bit number holds give the top bit alone,
-/// which no start tick of a recording reaches.
+constexpr double g_topBit = 9223372036854775808.0;
+constexpr std::uint64_t g_topBitTicks = std::uint64_t{1} << 63;
+
+/// The value cut towards zero, as a signed number's bits; the top bit alone for what no signed
+/// number holds.
+std::uint64_t signedTicks(double value)
+{
+    const bool fits = value >= -g_topBit && value < g_topBit;
+    return fits ? static_cast<std::uint64_t>(static_cast<std::int64_t>(value)) : g_topBitTicks;
+}
+
+/// Ticks of a product of two factors: cut towards zero, from the upper half of the range on by
+/// taking the top bit away and putting it back, so that 2^64 and more come out as 0.
 std::uint64_t toTicks(double value)
 {
-    constexpr double topBit = 9223372036854775808.0;
-    constexpr std::uint64_t topBitTicks = std::uint64_t{1} << 63;
-    if (value >= -topBit && value < topBit) {
-        return static_cast<std::uint64_t>(static_cast<std::int64_t>(value));
-    }
-    if (value >= topBit && value < 2 * topBit) {
-        return static_cast<std::uint64_t>(static_cast<std::int64_t>(value - topBit)) + topBitTicks;
-    }
-    return topBitTicks;
+    return value >= g_topBit ? signedTicks(value - g_topBit) + g_topBitTicks : signedTicks(value);
 }
 
 /// Signed product that wraps, as counters do.

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 // What the finder asks of the file search library, in which order, and what it remembers.
 namespace samplefold_1 {
@@ -233,6 +234,25 @@ TEST_F(FinderCalls, ABinaryThatTellsNoSymbolsIsAskedEachTime)
     const lines_t calls = fakeFileSearch().take();
     EXPECT_EQ(count(calls, "symbolValidator"), 2);
     EXPECT_EQ(count(calls, "findFile"), 1) << "the binary's own answer is kept";
+}
+
+TEST_F(FinderCalls, ABinaryThatIsEnteredAgainHasItsSymbolsSearchedForAgain)
+{
+    FileFinderImpl& finds = opened();
+    bool isFirst = true;
+    // What another thread does that asks for the symbols while the first search is under way.
+    fakeFileSearch().onFindFile = [&](const std::string& name, SEEK_2_13::IFileValidator*,
+                                      std::uint32_t) {
+        if (std::exchange(isFirst, false)) {
+            EXPECT_STREQ(finds.getSymbolFilePath("tool"), "/early");
+        }
+        return "/found/" + name;
+    };
+    fakeFileSearch().onFindSymbols = [](const auto&) { return "/early"; };
+    EXPECT_STREQ(finds.getBinaryFilePath("tool"), "/found/tool");
+    fakeFileSearch().onFindSymbols = [](const auto&) { return "/late"; };
+    EXPECT_STREQ(finds.getSymbolFilePath("tool"), "/late");
+    EXPECT_EQ(count(fakeFileSearch().take(), "findSymbolFile"), 2);
 }
 
 TEST_F(FinderCalls, WithoutASearchNothingIsFound)

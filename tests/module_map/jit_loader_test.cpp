@@ -104,6 +104,48 @@ TEST_F(JitLoader, IsEnteredOnceForARepeatedProcess)
     EXPECT_EQ(loader, context.getJitLoader(g_pid));
 }
 
+TEST_F(JitLoader, TakesThePlaceOfWhatTheEntryOfARepeatedProcessHeld)
+{
+    knowProcess();
+    {
+        decltype(context.m_jitLoaders)::accessor entry;
+        ASSERT_TRUE(context.m_jitLoaders.find(entry, g_pid));
+        entry->second = makeShared<FakeJitLoader>();
+    }
+    context.createJitLoader(g_pid);
+    EXPECT_EQ(loader, context.getJitLoader(g_pid));
+}
+
+TEST_F(JitLoader, IsEnteredForTheProcessBeforeItIsAttached)
+{
+    class Attached : public FakeJitLoader {
+    public:
+        explicit Attached(const TestContext& context) : m_context(context) {}
+        void attach(const char* dataPath, std::uint32_t* status) override
+        {
+            entered = m_context.getJitLoader(g_pid) == this;
+            FakeJitLoader::attach(dataPath, status);
+        }
+        bool entered = false;
+
+    private:
+        const TestContext& m_context;
+    };
+    const auto attached = makeShared<Attached>(context);
+    context.m_jitSession = attached;
+    context.createJitLoader(g_pid);
+    EXPECT_EQ(1u, attached->attachedTo.size());
+    EXPECT_TRUE(attached->entered);
+}
+
+TEST_F(JitLoader, IsMadeAndGivenAlsoWithJitOff)
+{
+    context.m_jitEnabled = false;
+    context.createJitLoader(g_pid);
+    ASSERT_NE(nullptr, context.m_jitSession);
+    EXPECT_EQ(context.m_jitSession, context.getJitLoader(g_pid));
+}
+
 TEST_F(JitLoader, IsNotMadeForAProcessThatIsAskedAbout)
 {
     knowProcess();

@@ -151,6 +151,31 @@ TEST_F(SegmentUnload, TheLoaderIsAskedOncePerSegmentOfEverySpanInOrder)
               loader->regionQuestions);
 }
 
+TEST_F(SegmentUnload, OnlyTheStartOfARegionThatWasFoundIsTranslatedBack)
+{
+    class Counting final : public samplefold_1::ITimeConverter {
+    public:
+        std::uint64_t toSampleTime(std::uint64_t jitTime) override
+        {
+            calls.push_back("toSampleTime " + std::to_string(jitTime));
+            return jitTime;
+        }
+        std::uint64_t toJitTime(std::uint64_t sampleTime) override
+        {
+            calls.push_back("toJitTime " + std::to_string(sampleTime));
+            return sampleTime;
+        }
+        lines_t calls;
+    } counting;
+    loader->onRegion = [](const auto& question, region_t& region) {
+        region.loadTime = 50;
+        return question.first == 1 ? jitlens_3_13::code::found : jitlens_3_13::code::noCode;
+    };
+    addSpan(g_pid, {segment(1, 2, 10, 90), segment(3, 4, 20, 90)});
+    context.updateSegUnloadTime(processes, counting);
+    EXPECT_EQ((lines_t{"toJitTime 10", "toSampleTime 50", "toJitTime 20"}), counting.calls);
+}
+
 TEST_F(SegmentUnload, EachSegmentIsJudgedByItsOwnRegion)
 {
     loader->onRegion = [](const auto& question, region_t& region) {

@@ -1,3 +1,5 @@
+#include "support/log_capture.h"
+#include "support/native_image_file.h"
 #include "support/temporary_folder.h"
 
 #include <samplefold_1/static_module_info.h>
@@ -90,9 +92,27 @@ protected:
         const Index segment = addRow("dd_module_segment", 0, variant_t(module.value()));
         return addRow("dd_segment_instance", 0, variant_t(segment.value()));
     }
+    void setSegment(Index instance, Index segment)
+    {
+        const rowvault1::StoredRecord row(
+            result->database()->getAttributeTable("dd_segment_instance")->getRecord(instance));
+        row[0] = variant_t(segment.value());
+    }
     std::uint64_t offset(Index instance, const std::string& path, std::uint64_t inFile)
     {
         return cache.getOffsetFromModuleLoadAddress(instance, path, inFile);
+    }
+    /// What is logged at debug level when the file is looked up for the module row 1.
+    std::vector<std::string> logOf(const std::string& path)
+    {
+        const samplefold_test::LogCapture log(log4cplus::DEBUG_LOG_LEVEL);
+        cache.getModuleInfo(Index(1), path);
+        std::vector<std::string> texts;
+        for (const auto& entry : log.entries()) {
+            EXPECT_EQ(entry.level, 10000);
+            texts.push_back(entry.text);
+        }
+        return texts;
     }
 
     samplefold_test::TemporaryFolder folder;
@@ -186,13 +206,68 @@ TEST_F(StaticModuleInfo, ASegmentInstanceWithoutASegmentIsAskedForOnce)
         folder.addFile("m", imageOf(ET_DYN, {{PT_LOAD, 0, 0, 0x1000, 0x1000}}));
     const Index instance = addRow("dd_segment_instance", 0, variant_t());
     EXPECT_EQ(offset(instance, path, 0x10), 0U);
-    const Index segment = addRow("dd_module_segment", 0, variant_t(1));
-    {
-        const rowvault1::StoredRecord row(
-            result->database()->getAttributeTable("dd_segment_instance")->getRecord(instance));
-        row[0] = variant_t(segment.value());
-    }
+    setSegment(instance, addRow("dd_module_segment", 0, variant_t(1)));
     EXPECT_EQ(offset(instance, path, 0x10), 0U) << "the row was not read again";
+}
+
+TEST_F(StaticModuleInfo, LookingUpASegmentInstanceWithoutASegmentKeepsNothing)
+{
+    const std::string path =
+        folder.addFile("m", imageOf(ET_DYN, {{PT_LOAD, 0, 0, 0x1000, 0x1000}}));
+    const Index instance = addRow("dd_segment_instance", 0, variant_t());
+    cache.resolveStaticModuleInfo(instance, path, Index());
+    setSegment(instance, addRow("dd_module_segment", 0, variant_t(1)));
+    EXPECT_EQ(offset(instance, path, 0x10), 0x10U) << "the row was read again";
+}
+
+TEST_F(StaticModuleInfo, ALongSegmentUnderALowerOffsetIsNotTried)
+{
+    const std::string path = folder.addFile(
+        "m",
+        imageOf(ET_DYN, {{PT_LOAD, 0, 0, 0x2000, 0x2000}, {PT_LOAD, 0x1000, 0x5000, 0x10, 0x10}}));
+    const Index instance = instanceOf(Index(1));
+    EXPECT_EQ(offset(instance, path, 0x800), 0x800U);
+    EXPECT_EQ(offset(instance, path, 0x1800), 0U);
+}
+
+TEST_F(StaticModuleInfo, AModuleIsReadOnceThoughItsFileChanges)
+{
+    const std::string path =
+        folder.addFile("m", imageOf(ET_DYN, {{PT_LOAD, 0, 0, 0x1000, 0x1000}}));
+    EXPECT_EQ(cache.getModuleInfo(Index(1), path).segments.at(0).front().fileSize, 0x1000U);
+    folder.addFile("m", imageOf(ET_DYN, {{PT_LOAD, 0, 0, 0x20, 0x20}}));
+    EXPECT_EQ(cache.getModuleInfo(Index(1), path).segments.at(0).front().fileSize, 0x1000U);
+    EXPECT_EQ(cache.getModuleInfo(Index(2), path).segments.at(0).front().fileSize, 0x20U)
+        << "another row is another module";
+}
+
+TEST_F(StaticModuleInfo, AFileThatCannotBeOpenedAsAnImageHasAPathAndNoSegments)
+{
+    const std::string path = folder.addFile("m", samplefold_test::nativeImageBytes());
+    EXPECT_EQ(logOf(path),
+              std::vector<std::string>{"Failed to create moduleImage for " + path + " module!"});
+    const static_module_info_t& info = cache.getModuleInfo(Index(1), path);
+    EXPECT_TRUE(info.resolved);
+    EXPECT_EQ(info.path, path);
+    EXPECT_EQ(info.imageClass, 0);
+    EXPECT_TRUE(info.segments.empty());
+    EXPECT_EQ(offset(instanceOf(Index(1)), path, 0), 0U);
+}
+
+TEST_F(StaticModuleInfo, TheLayoutIsLoggedAsATableWithAnEmptyLineBehindIt)
+{
+    const std::string path =
+        folder.addFile("m", imageOf(ET_EXEC, {{PT_LOAD, 0, 0x400000, 0x100, 0x100},
+                                              {PT_NOTE, 0x800, 0x400800, 16, 16},
+                                              {PT_LOAD, 0x1000, 0x405000, 0x10, 0x900}}));
+    EXPECT_EQ(logOf(path), (std::vector<std::string>{
+                               "Preferred load address for " + path + ": 4194304",
+                               "* offsetInFile = 0               offsetFromLoadAddress = 0         "
+                               "             fileSize = 256         memorySize = 256",
+                               "* offsetInFile = 4096            offsetFromLoadAddress = 20480     "
+                               "             fileSize = 16          memorySize = 2304",
+                               ""}));
+    EXPECT_EQ(logOf(path), std::vector<std::string>{}) << "it is read once";
 }
 
 TEST_F(StaticModuleInfo, NoInstanceGivesNoOffset)

@@ -141,6 +141,16 @@ TEST_F(ModuleDbFile, IsReadWithoutADatabase)
               lines_t{"/a a 11"});
 }
 
+TEST_F(ModuleDbFile, ThatCannotBeWrittenIsNoFailure)
+{
+    auto modules = open();
+    add(*modules, module("/a"));
+    std::filesystem::remove_all(folder.path());
+    modules.reset();
+    EXPECT_EQ(failures(), lines_t{});
+    EXPECT_FALSE(std::filesystem::exists(folder.path()));
+}
+
 TEST_F(ModuleDbFile, WithoutAResultDirectoryThereIsNoneAndTheRegistryIsInert)
 {
     const std::filesystem::path former = std::filesystem::current_path();

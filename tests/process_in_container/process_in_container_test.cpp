@@ -1,3 +1,4 @@
+#include "support/fake_database.h"
 #include "support/temporary_folder.h"
 
 #include <samplefold_1/process_in_container.h>
@@ -142,6 +143,31 @@ TEST_F(InContainer, BeforeTheTablesAreReadNothingIsFound)
     const ProcessInContainer in(result->database());
     EXPECT_FALSE(in.getIndexByPid(7).exist());
     EXPECT_EQ(in.addPrefixToContainerPath(7, "/x"), "/x");
+}
+
+TEST_F(InContainer, TheTablesAreTakenByTheFirstReadingAlone)
+{
+    const auto calls = std::make_shared<samplefold_test::CallLog>();
+    const auto db = tb2::make_counted<samplefold_test::FakeDatabase>(calls);
+    ProcessInContainer in(db);
+    EXPECT_EQ(calls->take(), samplefold_test::lines_t{});
+    in.init(db);
+    EXPECT_EQ(calls->take(),
+              (samplefold_test::lines_t{"db.getAttributeTable dd_process_in_container",
+                                        "db.getAttributeTable dd_container_desc"}));
+    in.init(db);
+    EXPECT_EQ(calls->take(), samplefold_test::lines_t{});
+}
+
+TEST_F(InContainer, WithoutTheTablesEveryPathPassesThrough)
+{
+    const auto db = tb2::make_counted<samplefold_test::FakeDatabase>(
+        std::make_shared<samplefold_test::CallLog>());
+    db->missingTables = {"dd_process_in_container", "dd_container_desc"};
+    ProcessInContainer in(db);
+    in.init(db);
+    EXPECT_EQ(in.getPathInContainer(7, "/usr/bin/t"), "/usr/bin/t");
+    EXPECT_FALSE(in.getIndexByPid(7).exist());
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "dump_builder.h"
+#include "module_map/allocation_probe.h"
 #include "verifier_fixture.h"
 
 namespace stack_test {
@@ -122,6 +123,60 @@ TEST_F(CallCheck, AnotherResolverTakesThePlaceOfTheLast)
     take(nullptr);
     EXPECT_EQ(navigating.verifyByCall("", rvaOfCode, rvaOfCode), link_check::failed)
         << "none has no code";
+}
+
+TEST_F(CallCheck, TheResolverOfTheLastMergeIsNotTakenAgain)
+{
+    const auto resolver = generated("first");
+    chain_t chain;
+    stack_t records;
+    const auto allocationsOfMerge = [&] {
+        const auto before = samplefold_1::test::allocationCounts().allocations;
+        EXPECT_FALSE(
+            navigating.merge(records, chain, jitTime, tsc, pid, kernel, process, resolver));
+        return samplefold_1::test::allocationCounts().allocations - before;
+    };
+    EXPECT_GT(allocationsOfMerge(), 0U) << "a navigator is built, though nothing is merged";
+    EXPECT_EQ(allocationsOfMerge(), 0U);
+}
+
+/// Knows nothing, and counts its own end.
+class CountedResolver : public jitlens_3_13::ISymbolResolver {
+public:
+    explicit CountedResolver(int& ended) : m_ended(ended) {}
+    ~CountedResolver() override { ++m_ended; }
+    bool findSymbol(const jitlens_3_13::IModule&, std::uint64_t,
+                    jitlens_3_13::symbol_t&) const override
+    {
+        return false;
+    }
+    bool findSymbol(std::uint64_t, jitlens_3_13::symbol_t&) const override { return false; }
+    bool findCode(const jitlens_3_13::IModule*, std::uint64_t, jitlens_3_13::symbol_t&,
+                  jitlens_3_13::code_stretch_t& stretch) const override
+    {
+        stretch = {0, ~std::uint64_t{0}};
+        return false;
+    }
+    bool findLine(const jitlens_3_13::IModule&, std::uint64_t,
+                  jitlens_3_13::source_line_t&) const override
+    {
+        return false;
+    }
+
+private:
+    int& m_ended;
+};
+
+TEST_F(CallCheck, WithoutNavigationNoResolverIsKept)
+{
+    int ended = 0;
+    chain_t chain;
+    EXPECT_FALSE(merge(plain, {}, chain, samplefold_test::makeShared<CountedResolver>(ended)));
+    EXPECT_EQ(ended, 1);
+    EXPECT_FALSE(merge(navigating, {}, chain, samplefold_test::makeShared<CountedResolver>(ended)));
+    EXPECT_EQ(ended, 1) << "with it one is, until the next";
+    EXPECT_FALSE(merge(navigating, {}, chain, nullptr));
+    EXPECT_EQ(ended, 2);
 }
 
 } // namespace

@@ -33,6 +33,19 @@ TEST_F(RecordAccessorRules, AStoredRecordCommitsWhenItIsReleased)
     EXPECT_EQ(table->getRecord(key)->getField(0), variant_t(2));
 }
 
+TEST_F(RecordAccessorRules, ACopyCommitsWhenItIsReleasedAlthoughTheRowIsStillHeld)
+{
+    const auto result = create();
+    const auto table = result->database()->getAttributeTable("dd_cpu");
+    const Index key = addRow(*result, "dd_cpu", {{0, variant_t(1)}});
+    const StoredRecord record(table->getRecord(key));
+    record[0] = variant_t(2);
+    {
+        const StoredRecord copy(record);
+    }
+    EXPECT_EQ(table->getRecord(key)->getField(0), variant_t(2));
+}
+
 TEST_F(RecordAccessorRules, AssigningAnotherRecordCommitsTheFormer)
 {
     const auto result = create();

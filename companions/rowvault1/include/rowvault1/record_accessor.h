@@ -11,8 +11,8 @@ namespace rowvault1 {
 
 /// Handle on a record of type `R`: IOrphanRecordInternal, IRecordInternal (a stored row for change)
 /// or IConstRecordInternal (for reading). `operator[]` on a null record fires "m_pRecord" and gives
-/// a field that reads null and drops what is assigned. The last accessor on a row for change, when
-/// it is released, commits what was assigned. One accessor belongs to one thread.
+/// a field that reads null and drops what is assigned. An accessor on a row for change, when it is
+/// released, commits what was assigned to the row, be it by a copy. It belongs to one thread.
 template <class R>
 class RecordAccessor {
     static constexpr bool commitsOnRelease = std::is_same_v<R, IRecordInternal>;
