@@ -47,12 +47,10 @@ enum class segment_type_t : std::int32_t {
 ///
 ///   1. construct, set the options below, setDb, setResult, initAttributeCaches(256);
 ///   2. per sample: addpmuSampleAttribute, then ThreadInfo::addSample with the pointer it returned;
-///   3. now and then: the bucket pass over m_threadContexts, then flushData, whose last step lets
-///   the
-///      subclass empty the arrays (repackAttributesForCurrentlyProcessedSamples);
+///   3. now and then: the bucket pass over m_threadContexts, then flushData, which ends by
+///      letting the subclass empty the arrays (repackAttributesForCurrentlyProcessedSamples);
 ///   4. at the end: the bucket pass and flushData once more, then ThreadInfo::finish for every
-///   thread.
-///      Threads are destroyed before the context.
+///      thread, and finalizeHwFeedbackData. Threads are destroyed before the context.
 ///
 /// Thread rules: one loading thread drives it, and no operation takes a lock, where its comment
 /// does not say otherwise.
@@ -65,9 +63,10 @@ public:
     LoaderContext(const LoaderContext&) = delete;
     LoaderContext& operator=(const LoaderContext&) = delete;
 
-    /// Takes the database and opens the tables that the context writes; `db` must be live. Tables
-    /// of the hardware feedback may be missing.
+    /// Takes the database and opens the tables that the context writes; `db` must be live, which is
+    /// not checked. Tables of the hardware feedback may be missing. A second call replaces all.
     void setDb(const tb2::sptr_t<rowvault1::IDatabase>& db);
+    /// Takes the performance view of the same result, which the hardware feedback needs.
     void setResult(const tb2::sptr_t<rowvault1::IPerfDatabase>& result);
     const tb2::sptr_t<rowvault1::IDatabase>& getDb() const noexcept { return m_db; }
 
@@ -81,27 +80,30 @@ public:
     pmu_sample_attribute_t* addpmuSampleAttribute(const pmu_sample_attribute_t& attr);
 
     /// Makes `bucketCount` buckets (256, attributeBuckets) and fills them from the dd_sample rows
-    /// that the result holds, so that equal attributes reuse their rows. A failed reload is logged
-    /// and leaves the caches as far as they were filled. Once per context, before the first
-    /// attribute.
+    /// that the result holds, so that equal attributes reuse their rows. A table, column or row
+    /// that is missing for that is logged and leaves the caches as far as they were filled; a query
+    /// that the store cannot run leaves them as they are. Once per context, behind setDb and before
+    /// the first attribute; a second call keeps the buckets and reads the rows again.
     void initAttributeCaches(std::uint64_t bucketCount);
     /// The reload on its own; rows that are cached already change nothing.
     void loadSampleAttributeCacheFromDB();
 
     /// Writes new attributes, bucket by bucket, and then every closed interval as an instance row
     /// (and a band, where those are on) or into its thread's aggregator, in the order of their
-    /// closing. The bucket pass must have run. Ends with
+    /// closing. The bucket pass must have run, and m_instanceContainer be set. For each interval a
+    /// missing record fires "target", a refused row "res"; the walk goes on. Key columns of the
+    /// following sample keep an earlier row's values where there is none. Ends with
     /// repackAttributesForCurrentlyProcessedSamples; the arrays are otherwise left as they are, so
     /// that a subclass that does not empty them must not call this twice.
     void flushData();
 
     /// Adds a mapping of a module segment in a process and returns its key. `address` is the
     /// mapping's first address, `extra` the tick at which it was loaded (u64), or null when that is
-    /// not known.
+    /// not known. -1 when the store took no row.
     Index addSegmentInstance(Index moduleSegment, std::uint64_t address, Index process,
                              const tb2::variant_t& extra);
     /// Adds a placeholder for an address in no known module and returns its key. A new row on every
-    /// call.
+    /// call; -1 when the store took none.
     Index getBogusSegmentInstance(Index process);
 
     /// The directories of JIT data in an option text: elements between ";", those that are
@@ -130,8 +132,11 @@ public:
     std::uint32_t resolveAddrAsJit(std::uint64_t ip, std::uint64_t jitTime, std::uint32_t pid,
                                    std::uint64_t* rva) const;
     /// Adds a segment instance for a frame in a generated module and returns its key: one file row
-    /// per module name, a new segment row and a new instance row on every call. Threads on one
-    /// module come one after the other; different modules are for one thread at a time.
+    /// per module name, a new segment row and a new instance row on every call. The one dd_jit_file
+    /// row of the context keeps the kind of the first module. File rows that the store refused are
+    /// not tried again: each later frame fires "jitFileKey.exist()" or "modFileKey.exist()" and
+    /// goes on without them. Threads on one module come one after the other; different modules are
+    /// for one thread at a time.
     Index getJitSegmentInstance(Index process,
                                 const boost::intrusive_ptr<jitlens_3_13::IModule>& module);
 
@@ -144,16 +149,31 @@ public:
     /// callsite's key. Else writes neither, fills *location for the sample attribute, and returns
     /// -1. `markFrame` is true for the sampled frame. The addresses 0, -1, -2 and -3 outside every
     /// segment get the relative addresses 0, 1, 2 and 3. An error of the JIT loader goes to
-    /// m_errorReporter, and the frame stays where it was. Loading thread.
+    /// m_errorReporter, which must be set then, and the frame stays where it was. A frame without a
+    /// process ("processKey.exist()"), or of which the store refused a row, is asserted and goes
+    /// on. Loading thread.
     Index createCallsiteInstance(Index& segInst, std::uint32_t pid, Index process,
                                  std::uint64_t jitTime, std::uint64_t ip,
                                  std::uint64_t segmentStart, std::uint64_t segmentRva,
                                  const std::string& modulePath, Index parent, bool markFrame,
                                  code_location_t* location, segment_type_t type);
     /// Ends segment instances over which JIT code was laid later, one tick before that code starts.
-    /// After the loaders exist and the segments are in place, before stacks are looked up. Holds
-    /// the lock of a process id while it walks its records.
+    /// After the loaders exist and the segments are in place, before stacks are looked up. Nothing
+    /// changes with m_jitEnabled off. Holds the lock of a process id while it walks its records.
     void updateSegUnloadTime(VmAuxData& processes, ITimeConverter& converter);
+
+    /// One report of a CPU: which class it gave at tick `tsc` to the thread on it, whose row in
+    /// dd_thread is `threadBandKey`. Bit 63 of `classWord` tells that its low 8 bits are the class;
+    /// else the class is invalid. Reports of a CPU come in the order of their ticks; an earlier
+    /// one is logged and left out. Of `feedbackValue` that of a CPU's first report counts for all
+    /// its bands. A band that ends here is written. Bands of a thread do not overlap when reports
+    /// of all CPUs come in the order of their ticks, except for the one tick at which a CPU makes
+    /// its first report. Needs a result with the two tables of the feedback. Loading thread.
+    void loadHwFeedbackData(std::uint64_t classWord, std::uint64_t tsc, std::int32_t threadBandKey,
+                            std::uint64_t cpuIndex, std::int32_t feedbackValue);
+    /// Writes the band that each CPU is in, by rising CPU; once, after the last report: a second
+    /// call would write them again.
+    void finalizeHwFeedbackData();
 
 protected:
     /// Called last by flushData. A subclass overrides it to empty m_pmuData and m_sampleAttributes,
@@ -167,6 +187,13 @@ protected:
     using jit_loader_t = boost::intrusive_ptr<jitlens_3_13::IJitLoader>;
     template <class Key, class Value>
     using concurrent_map_t = oneapi::tbb::concurrent_hash_map<Key, Value, HashCompare<Key>>;
+
+    /// Writes the attribute of a CPU's band, and the band where it is longer than a tick.
+    void createHwFeedbackInstance(cpu_cfbi_last_state& state);
+    /// Adds a row for the class and one for the feedback with it; the key of the latter.
+    Index createHwFeedbackAttr(std::uint8_t classId, std::int32_t feedbackValue);
+    /// The table of bands, made and bound to its owner on the first call; setResult comes before.
+    const band_table_t<rowvault1::single_band_obj_t>& getHwFeedbackInstanceTable();
 
     // Options are those that a comment calls so; the subclass writes them before the first thread
     // is made.
@@ -204,8 +231,8 @@ protected:
     std::vector<PerThreadContext> m_threadContexts;
     band_table_t<rowvault1::aggregated_band_obj_t> m_aggregatedBandTable;
     std::vector<EventInfo> m_events;
-    tb2::sptr_t<ICriticalLoaderErrorReporter> m_errorReporter; ///< option
-    std::string m_errorReporterMessage;                        ///< option
+    tb2::sptr_t<ICriticalLoaderErrorReporter> m_errorReporter; ///< option: hears of JIT errors
+    std::string m_errorReporterMessage;                        ///< option: the text it is given
     attribute_table_t m_ddHwFeedbackClassTable;
     attribute_table_t m_ddHwFeedbackTable;
     band_table_t<rowvault1::single_band_obj_t> m_hwFeedbackInstanceTable;
@@ -230,6 +257,11 @@ private:
         std::uint64_t jitTime;
         std::uint64_t ip;
     };
+
+    void continueHwFeedback(cpu_cfbi_last_state& state, std::uint64_t cpuIndex,
+                            std::uint8_t classId, std::uint64_t tsc);
+    void changeHwFeedbackThread(cpu_cfbi_last_state& state, std::int32_t threadBandKey,
+                                std::uint8_t classId, std::uint64_t tsc);
 
     Index jitFileKey(std::int32_t jitKind);
     Index addJitModuleAttributes(const jitlens_3_13::IModule& module) const;

@@ -27,8 +27,9 @@ public:
     /// Reads nothing yet.
     explicit ProcessInContainer(const tb2::sptr_t<rowvault1::IDatabase>& db);
 
-    /// Reads the tables, the first time only. Of several rows of a process the first counts. Before
-    /// it no look-up finds anything.
+    /// Reads the tables, the first time only. Of several rows of a process the first counts. A
+    /// database without the table of processes is one without rows. Before it no look-up finds
+    /// anything.
     void init(const tb2::sptr_t<rowvault1::IDatabase>& db);
 
     /// Row of a process; -1 when it is in no container.

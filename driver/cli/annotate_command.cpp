@@ -9,13 +9,13 @@
 namespace samplefold::cli {
 namespace {
 
-struct Settings {
+struct AnnotateSettings {
     std::string result;
     report::AnnotateOptions options;
     bool json = false;
 };
 
-void runAnnotate(const Settings& settings)
+void runAnnotate(const AnnotateSettings& settings)
 {
     const auto result = rowvault1::openResult(settings.result, rowvault1::open_mode_t::read_only);
     if (settings.json) {
@@ -35,7 +35,7 @@ std::string nameProblem(const std::string& text)
 
 void addAnnotateCommand(CLI::App& app)
 {
-    const auto settings = std::make_shared<Settings>();
+    const auto settings = std::make_shared<AnnotateSettings>();
     report::AnnotateOptions& options = settings->options;
     CLI::App* const command =
         app.add_subcommand("annotate", "Show the source lines of a function with their counts");

@@ -10,20 +10,20 @@
 namespace samplefold::cli {
 namespace {
 
-struct Settings {
+struct ArchiveSettings {
     std::string result;
     bool sources = false;
     bool dryRun = false;
     bool json = false;
 };
 
-report::ArchivePlan planOf(const Settings& settings)
+report::ArchivePlan planOf(const ArchiveSettings& settings)
 {
     const auto result = rowvault1::openResult(settings.result, rowvault1::open_mode_t::read_only);
     return report::archivePlan(*result, settings.sources);
 }
 
-void runArchive(const Settings& settings, int& exitCode)
+void runArchive(const ArchiveSettings& settings, int& exitCode)
 {
     const report::ArchiveReport report = report::fillArchive(planOf(settings), settings.dryRun);
     if (settings.json) {
@@ -44,7 +44,7 @@ void runArchive(const Settings& settings, int& exitCode)
 
 void addArchiveCommand(CLI::App& app, int& exitCode)
 {
-    const auto settings = std::make_shared<Settings>();
+    const auto settings = std::make_shared<ArchiveSettings>();
     CLI::App* const command = app.add_subcommand(
         "archive", "Copy the binaries and symbol files of a result into its folder, so that they "
                    "are found on other machines");

@@ -18,6 +18,7 @@ void addModulesCommand(CLI::App& app);
 void addAnnotateCommand(CLI::App& app);
 void addExplainCommand(CLI::App& app);
 void addArchiveCommand(CLI::App& app, int& exitCode);
+void addTimelineCommand(CLI::App& app);
 void addSqlCommand(CLI::App& app);
 void addTopologyCommand(CLI::App& app);
 

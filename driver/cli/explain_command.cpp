@@ -12,13 +12,13 @@
 namespace samplefold::cli {
 namespace {
 
-struct Settings {
+struct ExplainSettings {
     std::string result;
     std::optional<std::int64_t> sample;
     bool json = false;
 };
 
-void runExplain(const Settings& settings)
+void runExplain(const ExplainSettings& settings)
 {
     const auto result = rowvault1::openResult(settings.result, rowvault1::open_mode_t::read_only);
     const auto& sample = settings.sample;
@@ -45,7 +45,7 @@ std::string numberProblem(const std::string& text)
 
 void addExplainCommand(CLI::App& app)
 {
-    const auto settings = std::make_shared<Settings>();
+    const auto settings = std::make_shared<ExplainSettings>();
     CLI::App* const command = app.add_subcommand(
         "explain", "Show how the call chain of a sample came about from its branch records; "
                    "without a sample, what became of the branch records of all");

@@ -1,5 +1,6 @@
 #include "cli/commands.h"
 #include "cli/progress_line.h"
+#include "cli/topology_options.h"
 #include "load/load_profile.h"
 #include "report/text_table.h"
 
@@ -13,7 +14,7 @@
 namespace samplefold::cli {
 namespace {
 
-struct Settings {
+struct LoadSettings {
     load::LoadOptions load;
     std::string storeEach = "on";
     std::string stacks;
@@ -85,11 +86,12 @@ std::string inputText(const load::LoadReport& report)
            (report.counterValues != 0 ? " and " + values : "");
 }
 
-void runLoad(Settings& settings, int& exitCode)
+void runLoad(LoadSettings& settings, int& exitCode)
 {
     for (const std::string& rule : settings.pathMaps)
         settings.load.files.pathMaps.push_back(pathRule(rule));
     settings.load.containers = containers(settings.containers);
+    checkTopologyOptions(settings.load.topology, true);
     settings.load.storeEachSample = settings.storeEach == "on";
     if (!settings.stacks.empty()) settings.load.stacks = settings.stacks == "on";
     settings.load.namesOn = settings.names == "on";
@@ -114,7 +116,7 @@ void runLoad(Settings& settings, int& exitCode)
 
 void addLoadCommand(CLI::App& app, int& exitCode)
 {
-    const auto settings = std::make_shared<Settings>();
+    const auto settings = std::make_shared<LoadSettings>();
     CLI::App* const command =
         app.add_subcommand("load", "Load a perf.data recording into a result");
     command->add_option("INPUT", settings->load.input, "perf.data file, or - for standard input")
@@ -184,6 +186,17 @@ void addLoadCommand(CLI::App& app, int& exitCode)
         ->type_name("FILE")
         ->check(CLI::ExistingFile);
     command
+        ->add_option("--collector-cmdline", settings->load.collectorCommand,
+                     "Command line of the collector as one text, where the recording does not have "
+                     "its arguments or has others")
+        ->type_name("TEXT");
+    command
+        ->add_option("--hw-feedback", settings->load.hwFeedback,
+                     "Reports of CPUs about the class of their threads, which become bands on the "
+                     "threads' timelines; a line each: tick, CPU, thread id, class word, value")
+        ->type_name("FILE")
+        ->check(CLI::ExistingFile);
+    command
         ->add_option("--names", settings->names,
                      "off: leave out functions and source lines of modules")
         ->check(CLI::IsMember({"on", "off"}))
@@ -194,6 +207,7 @@ void addLoadCommand(CLI::App& app, int& exitCode)
                      "it takes")
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
+    addTopologyOptions(*command, settings->load.topology);
     command->callback([settings, &exitCode] { runLoad(*settings, exitCode); });
 }
 

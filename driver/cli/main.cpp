@@ -1,7 +1,7 @@
 // The command samplefold: loads profiles into results, reports on them, asks them by SQL.
 
+#include "cli/command_line.h"
 #include "cli/commands.h"
-#include "load/version.h"
 
 #include <CLI/CLI.hpp>
 
@@ -12,14 +12,6 @@
 
 namespace {
 
-constexpr const char* g_footer =
-    "Examples:\n"
-    "  samplefold load perf.data -o result\n"
-    "  samplefold report result --by module\n"
-    "  samplefold sql result \"SELECT module, count(*) FROM samples GROUP BY module\"\n"
-    "Exit status: 0 done, 1 the input or result did not allow it (what could be read is kept), 2 "
-    "wrong usage.";
-
 /// The first line of a text: messages are one line whatever a library puts into them.
 std::string firstLine(const std::string& text)
 {
@@ -28,19 +20,9 @@ std::string firstLine(const std::string& text)
 
 int run(int argc, char** argv)
 {
-    CLI::App app("samplefold: from hardware samples to a result that you can query");
-    app.set_version_flag("--version", samplefold::load::versionText());
-    app.require_subcommand(1);
-    app.footer(g_footer);
+    CLI::App app;
     int exitCode = 0;
-    samplefold::cli::addLoadCommand(app, exitCode);
-    samplefold::cli::addReportCommand(app);
-    samplefold::cli::addModulesCommand(app);
-    samplefold::cli::addAnnotateCommand(app);
-    samplefold::cli::addExplainCommand(app);
-    samplefold::cli::addArchiveCommand(app, exitCode);
-    samplefold::cli::addSqlCommand(app);
-    samplefold::cli::addTopologyCommand(app);
+    samplefold::cli::describeCommandLine(app, exitCode);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

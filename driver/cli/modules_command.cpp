@@ -9,13 +9,13 @@
 namespace samplefold::cli {
 namespace {
 
-struct Settings {
+struct ModulesSettings {
     std::string result;
     report::ModuleOptions options;
     bool json = false;
 };
 
-void runModules(const Settings& settings)
+void runModules(const ModulesSettings& settings)
 {
     const auto result = rowvault1::openResult(settings.result, rowvault1::open_mode_t::read_only);
     if (settings.json) {
@@ -29,7 +29,7 @@ void runModules(const Settings& settings)
 
 void addModulesCommand(CLI::App& app)
 {
-    const auto settings = std::make_shared<Settings>();
+    const auto settings = std::make_shared<ModulesSettings>();
     CLI::App* const command = app.add_subcommand(
         "modules", "Show which file was found for each module, and why names are missing");
     command->add_option("RESULT", settings->result, "Folder of the result")->required();

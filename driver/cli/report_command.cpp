@@ -1,5 +1,7 @@
 #include "cli/commands.h"
 #include "cli/json_output.h"
+#include "cli/option_checks.h"
+#include "report/core_class.h"
 #include "report/on_cpu.h"
 #include "report/profile_report.h"
 #include "report/tree_report.h"
@@ -16,7 +18,7 @@
 namespace samplefold::cli {
 namespace {
 
-struct Settings {
+struct ReportSettings {
     std::string result;
     std::string by = "module";
     bool tree = false;
@@ -33,18 +35,16 @@ struct Settings {
     bool isTree() const { return tree || callers || callees; }
 };
 
+/// A grouping of time and not of samples.
+constexpr const char* g_coreClass = "core-class";
+
 std::vector<std::string> groupingNames()
 {
     std::vector<std::string> names;
     for (const auto& [name, grouping] : report::groupings())
         names.push_back(name);
+    names.emplace_back(g_coreClass);
     return names;
-}
-
-/// Empty for a count; the command line library would read -1 as a very large one.
-std::string countProblem(const std::string& text)
-{
-    return text.find_first_not_of("0123456789") == std::string::npos ? "" : text + " is no count";
 }
 
 std::string percentProblem(const std::string& text)
@@ -63,7 +63,7 @@ std::string timeProblem(const std::string& text)
                : text + " is no time: give a tick, or a number with the unit s, ms, us or ns";
 }
 
-report::Grouping groupingOf(const Settings& settings)
+report::Grouping groupingOf(const ReportSettings& settings)
 {
     const auto& all = report::groupings();
     return std::find_if(all.begin(), all.end(),
@@ -71,7 +71,7 @@ report::Grouping groupingOf(const Settings& settings)
         ->second;
 }
 
-report::TreeKind treeKindOf(const Settings& settings)
+report::TreeKind treeKindOf(const ReportSettings& settings)
 {
     if (settings.callers) return report::TreeKind::callers;
     return settings.callees ? report::TreeKind::callees : report::TreeKind::tree;
@@ -83,7 +83,7 @@ report::TreeKind treeKindOf(const Settings& settings)
 }
 
 /// Two moments of one kind are compared before the result is opened.
-void checkUsage(const Settings& settings)
+void checkUsage(const ReportSettings& settings)
 {
     if (!settings.isTree() && (settings.depth || settings.minPercent)) {
         throw CLI::RequiresError(settings.depth ? "--depth" : "--min-percent",
@@ -95,7 +95,7 @@ void checkUsage(const Settings& settings)
         refuseBackwardRange();
 }
 
-report::TickRange rangeOf(const Settings& settings, rowvault1::IResult& result)
+report::TickRange rangeOf(const ReportSettings& settings, rowvault1::IResult& result)
 {
     report::TickRange range;
     if (!settings.from.empty()) range.from = tickOf(result, *report::parseTime(settings.from));
@@ -104,7 +104,7 @@ report::TickRange rangeOf(const Settings& settings, rowvault1::IResult& result)
     return range;
 }
 
-void reportTrees(rowvault1::IResult& result, const Settings& settings,
+void reportTrees(rowvault1::IResult& result, const ReportSettings& settings,
                  const report::TickRange& range)
 {
     report::TreeOptions options;
@@ -120,7 +120,7 @@ void reportTrees(rowvault1::IResult& result, const Settings& settings,
     }
 }
 
-void reportOnCpu(rowvault1::IResult& result, const Settings& settings,
+void reportOnCpu(rowvault1::IResult& result, const ReportSettings& settings,
                  const report::TickRange& range)
 {
     const report::OnCpuOptions options{settings.limit, range};
@@ -131,7 +131,18 @@ void reportOnCpu(rowvault1::IResult& result, const Settings& settings,
     }
 }
 
-void reportGroups(rowvault1::IResult& result, const Settings& settings,
+void reportCoreClasses(rowvault1::IResult& result, const ReportSettings& settings,
+                       const report::TickRange& range)
+{
+    const report::CoreClassOptions options{settings.limit, range};
+    if (settings.json) {
+        writeJson(coreClassesToJson(result, options));
+    } else {
+        writeCoreClasses(result, options, std::cout);
+    }
+}
+
+void reportGroups(rowvault1::IResult& result, const ReportSettings& settings,
                   const report::TickRange& range)
 {
     const report::ReportOptions options{groupingOf(settings), settings.limit, range};
@@ -142,7 +153,7 @@ void reportGroups(rowvault1::IResult& result, const Settings& settings,
     }
 }
 
-void runReport(const Settings& settings)
+void runReport(const ReportSettings& settings)
 {
     checkUsage(settings);
     const auto result = rowvault1::openResult(settings.result, rowvault1::open_mode_t::read_only);
@@ -151,16 +162,21 @@ void runReport(const Settings& settings)
         reportTrees(*result, settings, range);
     } else if (settings.onCpu) {
         reportOnCpu(*result, settings, range);
+    } else if (settings.by == g_coreClass) {
+        reportCoreClasses(*result, settings, range);
     } else {
         reportGroups(*result, settings, range);
     }
 }
 
 /// The reports, of which one is asked for at a time.
-void addKinds(CLI::App& command, Settings& settings)
+void addKinds(CLI::App& command, ReportSettings& settings)
 {
     const std::vector<CLI::Option*> kinds{
-        command.add_option("--by", settings.by, "What samples are grouped by")
+        command
+            .add_option("--by", settings.by,
+                        "What samples are grouped by; core-class: time by thread and the class "
+                        "that CPUs reported")
             ->transform(CLI::IsMember(groupingNames(), CLI::ignore_case))
             ->capture_default_str(),
         command.add_flag("--tree", settings.tree,
@@ -183,7 +199,7 @@ void addKinds(CLI::App& command, Settings& settings)
 
 void addReportCommand(CLI::App& app)
 {
-    const auto settings = std::make_shared<Settings>();
+    const auto settings = std::make_shared<ReportSettings>();
     CLI::App* const command = app.add_subcommand(
         "report", "Show what a result holds: summary, quality, top entries by event, call trees");
     command->add_option("RESULT", settings->result, "Folder of the result")->required();

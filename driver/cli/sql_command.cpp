@@ -8,20 +8,20 @@
 namespace samplefold::cli {
 namespace {
 
-struct Settings {
+struct SqlSettings {
     std::string result;
     std::string statement;
     std::string format = "table";
     bool json = false;
 };
 
-report::SqlFormat formatOf(const Settings& settings)
+report::SqlFormat formatOf(const SqlSettings& settings)
 {
     if (settings.json || settings.format == "json") return report::SqlFormat::json;
     return settings.format == "csv" ? report::SqlFormat::csv : report::SqlFormat::table;
 }
 
-void runSql(const Settings& settings)
+void runSql(const SqlSettings& settings)
 {
     const auto result = rowvault1::openResult(settings.result, rowvault1::open_mode_t::read_only);
     report::writeSql(*result, settings.statement, formatOf(settings), std::cout);
@@ -31,7 +31,7 @@ void runSql(const Settings& settings)
 
 void addSqlCommand(CLI::App& app)
 {
-    const auto settings = std::make_shared<Settings>();
+    const auto settings = std::make_shared<SqlSettings>();
     CLI::App* const command = app.add_subcommand("sql", "Ask a result by a SQL statement");
     command->add_option("RESULT", settings->result, "Folder of the result")->required();
     command

@@ -1,6 +1,7 @@
 #include "load/counter_loader.h"
 
 #include "perfdata/cpu_map.h"
+#include "session/row_writer.h"
 
 #include <algorithm>
 #include <charconv>
@@ -46,6 +47,11 @@ constexpr DropText g_dropTexts[] = {
      Severity::dataLoss},
     {CounterDrop::BeyondTime, "counter values of more time on CPUs than the round had",
      "their counts cannot be right; record again", Severity::dataLoss},
+    {CounterDrop::BeyondCounter,
+     "counter values beyond what a counter of the uncore can count in the time",
+     "their counts cannot be right: the counter wrapped round or was set anew; shorter intervals "
+     "(-I) lose less",
+     Severity::dataLoss},
     {CounterDrop::TooLarge, "counter values beyond 63 bits",
      "their counts cannot be right; record again", Severity::dataLoss},
     {CounterDrop::RoundOutOfTime, "counter values of rounds that do not end after the one before",
@@ -76,13 +82,17 @@ std::uint32_t cpusOf(const perfdata::Recording& recording)
 } // namespace
 
 CounterLoader::CounterLoader(const perfdata::Recording& recording,
-                             const SampleLoader::Session& session, ProfileContext& context)
+                             const SampleLoader::Session& session, ProfileContext& context,
+                             const std::set<std::uint32_t>& uncoreTypes)
     : m_recording(recording), m_session(session), m_context(context),
-      m_rounds(startOf(recording), cpusOf(recording))
+      m_rounds(startOf(recording), cpusOf(recording), uncoreTypes)
 {
     m_machine.pid = -1;
     m_machine.life = g_machineLife;
     m_machine.name = "[all processes]";
+    m_rounds.onRefusal([this](const CounterKey& key, CounterDrop reason) {
+        ++m_drops[{key.event, key.cpu, reason}];
+    });
 }
 
 /// Their records have no time: they come in the order of the file.
@@ -120,10 +130,19 @@ void CounterLoader::onStat(const perfdata::StatRecord& record)
     const perfdata::Event* const event = m_recording.eventById(record.id.value_or(0));
     if (event == nullptr) return m_rounds.drop(CounterDrop::UnknownEvent);
     if (record.threadIndex >= m_threads.size()) return m_rounds.drop(CounterDrop::UnknownThread);
-    const std::int32_t cpu =
-        m_cpusAreNamed ? std::max(static_cast<std::int32_t>(record.counterCpu), -1) : -1;
-    m_rounds.add({event, cpu, m_threads[record.threadIndex].first},
+    m_rounds.add({event, cpuOf(*event, record.counterCpu), m_threads[record.threadIndex].first},
                  {record.value, record.timeEnabled, record.timeRunning});
+}
+
+/// An event that counts on some CPUs alone, as those of the uncore do, names them. Older recorders
+/// give the number of the place among these.
+std::int32_t CounterLoader::cpuOf(const perfdata::Event& event, std::uint32_t number) const
+{
+    const std::vector<std::uint32_t>& own = event.cpus;
+    const bool isNamed = !own.empty() && own.front() != perfdata::anyCpu;
+    if (!isNamed && !m_cpusAreNamed) return -1;
+    const bool isPlace = isNamed && number < own.size() && !std::ranges::binary_search(own, number);
+    return std::max(static_cast<std::int32_t>(isPlace ? own[number] : number), -1);
 }
 
 void CounterLoader::onStatRound(const perfdata::StatRoundRecord& record)
@@ -176,8 +195,29 @@ Thread& CounterLoader::threadOf(std::int32_t tid)
     return thread;
 }
 
-void CounterLoader::reportQuality()
+void CounterLoader::storeDrops(const tb2::sptr_t<rowvault1::IDatabase>& db)
 {
+    session::RowWriter writer(db, "dd_counter_drop");
+    for (const auto& [key, count] : m_drops) {
+        const auto& [event, cpu, reason] = key;
+        const samplefold_1::Index cpuRow =
+            cpu >= 0 ? m_session.attributes.cpu(static_cast<std::uint32_t>(cpu))
+                     : samplefold_1::Index();
+        const auto text = std::ranges::find(g_dropTexts, reason, &DropText::reason);
+        writer
+            .set("event_type",
+                 rowvault1::utils::indexToVariant(m_session.attributes.countedEvent(*event)))
+            .set("cpu", rowvault1::utils::indexToVariant(cpuRow))
+            .set("reason", tb2::variant_t(std::string_view(text->text)))
+            .set("implausible", tb2::variant_t(isImplausible(reason) ? 1 : 0))
+            .set("count", tb2::variant_t(count));
+        writer.commit();
+    }
+}
+
+void CounterLoader::reportQuality(const tb2::sptr_t<rowvault1::IDatabase>& db)
+{
+    storeDrops(db);
     for (const DropText& drop : g_dropTexts)
         m_session.quality.add(drop.text, m_rounds.dropped(drop.reason), drop.remedy, drop.severity);
     m_session.quality.add(

@@ -10,7 +10,9 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -32,9 +34,9 @@ struct CounterBooks {
 /// thread only.
 class CounterLoader : public perfdata::RecordSink {
 public:
-    /// The arguments outlive the object.
+    /// The arguments outlive the object. `uncoreTypes` are the types of events of the uncore.
     CounterLoader(const perfdata::Recording& recording, const SampleLoader::Session& session,
-                  ProfileContext& context);
+                  ProfileContext& context, const std::set<std::uint32_t>& uncoreTypes = {});
 
     /// Goes through the recording where it has counter values; once.
     void load(const perfdata::ProgressHook& progress);
@@ -50,8 +52,9 @@ public:
     {
         return {m_rounds.start(), m_rounds.last()};
     }
-    /// Adds what was dropped or guessed to the quality log; once, after the load.
-    void reportQuality();
+    /// Adds what was dropped or guessed to the quality log, and writes what was dropped of which
+    /// event on which CPU as rows of dd_counter_drop; once, after the load.
+    void reportQuality(const tb2::sptr_t<rowvault1::IDatabase>& db);
 
 private:
     struct Row {
@@ -60,6 +63,8 @@ private:
     };
 
     void add(const CountedInterval& interval);
+    std::int32_t cpuOf(const perfdata::Event& event, std::uint32_t number) const;
+    void storeDrops(const tb2::sptr_t<rowvault1::IDatabase>& db);
     Row& rowOf(const CounterKey& key);
     session::Thread& wholeMachine(std::int32_t cpu);
     session::Thread& threadOf(std::int32_t tid);
@@ -73,6 +78,8 @@ private:
     std::map<std::pair<std::int32_t, std::int32_t>, Row> m_rows; ///< by CPU and thread
     samplefold_1::PerfProcessInfo m_machineInfo;
     session::Process m_machine{m_machineInfo};
+    /// Values that were dropped, by event, CPU and reason.
+    std::map<std::tuple<const perfdata::Event*, std::int32_t, CounterDrop>, std::uint64_t> m_drops;
     CounterBooks m_books;
     std::uint64_t m_seen = 0; ///< values that could be read
     std::uint64_t m_extrapolated = 0;

@@ -15,6 +15,10 @@ constexpr std::uint64_t g_longestRun = std::uint64_t{1} << 62;
 /// be before a count of time is not believed.
 constexpr std::uint64_t g_latestRead = 200'000'000;
 
+/// A counter of the uncore adds up at most some hundred entries of a queue in a cycle, and no clock
+/// of it has ten cycles in a ns. A counter that wrapped round, or was set anew, is far beyond.
+constexpr std::uint64_t g_mostPerNs = 10'000;
+
 bool isBelow(const CounterTotals& a, const CounterTotals& b)
 {
     return a.value < b.value || a.enabled < b.enabled || a.running < b.running;
@@ -34,8 +38,24 @@ bool countsTime(const perfdata::Event& event)
 
 } // namespace
 
-CounterRounds::CounterRounds(std::uint64_t start, std::uint32_t cpus)
-    : m_start(start), m_last(start), m_cpus(cpus)
+bool isImplausible(CounterDrop reason)
+{
+    switch (reason) {
+    case CounterDrop::NotRunning:
+    case CounterDrop::RunningBeyondEnabled:
+    case CounterDrop::WentDown:
+    case CounterDrop::BeyondTime:
+    case CounterDrop::BeyondCounter:
+    case CounterDrop::TooLarge:
+        return true;
+    default:
+        return false;
+    }
+}
+
+CounterRounds::CounterRounds(std::uint64_t start, std::uint32_t cpus,
+                             std::set<std::uint32_t> uncoreTypes)
+    : m_start(start), m_last(start), m_cpus(cpus), m_uncoreTypes(std::move(uncoreTypes))
 {
 }
 
@@ -49,7 +69,7 @@ void CounterRounds::add(const CounterKey& key, const CounterTotals& totals)
     }
     Counter& counter = m_counters[entry->second];
     if (counter.isRead) {
-        drop(CounterDrop::ReadTwice);
+        refuse(counter, CounterDrop::ReadTwice);
     } else {
         m_open.push_back(entry->second);
     }
@@ -70,7 +90,7 @@ void CounterRounds::close(std::uint64_t time, const Take& take)
         if (goesOn) {
             settle(counter, take);
         } else {
-            drop(CounterDrop::RoundOutOfTime);
+            refuse(counter, CounterDrop::RoundOutOfTime);
         }
     }
     m_open.clear();
@@ -81,9 +101,9 @@ void CounterRounds::finish()
     for (const std::size_t number : m_open) {
         Counter& counter = m_counters[number];
         counter.isRead = false;
-        drop(counter.tick != m_start && isEqual(counter.read, counter.totals)
-                 ? CounterDrop::SameAfterLastRound
-                 : CounterDrop::AfterLastRound);
+        refuse(counter, counter.tick != m_start && isEqual(counter.read, counter.totals)
+                            ? CounterDrop::SameAfterLastRound
+                            : CounterDrop::AfterLastRound);
     }
     m_open.clear();
 }
@@ -97,8 +117,14 @@ void CounterRounds::settle(Counter& counter, const Take& take)
     if (verdict == CounterDrop::Last) {
         take(interval);
     } else {
-        drop(verdict);
+        refuse(counter, verdict);
     }
+}
+
+void CounterRounds::refuse(const Counter& counter, CounterDrop reason)
+{
+    drop(reason);
+    if (m_refuse) m_refuse(counter.key, reason);
 }
 
 /// Fills the interval; Last when nothing speaks against it.
@@ -117,7 +143,8 @@ CounterDrop CounterRounds::judge(const Counter& counter, CountedInterval& interv
     if (count > std::numeric_limits<std::int64_t>::max()) return CounterDrop::TooLarge;
     interval = {counter.key, counter.tick, m_last, static_cast<std::int64_t>(count),
                 running < enabled};
-    return isBeyondTime(interval) ? CounterDrop::BeyondTime : CounterDrop::Last;
+    if (isBeyondTime(interval)) return CounterDrop::BeyondTime;
+    return isBeyondCounter(interval) ? CounterDrop::BeyondCounter : CounterDrop::Last;
 }
 
 /// Tasks that a counted one starts are counted with it, and may run on all CPUs at once.
@@ -131,6 +158,13 @@ bool CounterRounds::isBeyondTime(const CountedInterval& interval) const
     const std::uint64_t ticks = interval.last - interval.previous;
     const wide_t most = wide_t{ticks} + ticks / 4 + g_latestRead;
     return static_cast<wide_t>(interval.count) > most * (isAlone ? 1 : m_cpus);
+}
+
+bool CounterRounds::isBeyondCounter(const CountedInterval& interval) const
+{
+    if (!m_uncoreTypes.contains(interval.key.event->attr.type)) return false;
+    const std::uint64_t ticks = interval.last - interval.previous;
+    return static_cast<wide_t>(interval.count) > (wide_t{ticks} + g_latestRead) * g_mostPerNs;
 }
 
 } // namespace samplefold::load

@@ -7,7 +7,9 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <set>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace samplefold::load {
@@ -48,12 +50,17 @@ enum class CounterDrop {
     RunningBeyondEnabled, ///< a counter cannot run while it is not enabled
     WentDown,             ///< a running total cannot
     BeyondTime,           ///< more time on CPUs than there was
+    BeyondCounter,        ///< more than a counter of the uncore can count in the time
     TooLarge,             ///< the count has no room in 63 bits
     RoundOutOfTime,       ///< the round does not end after the one before
     SameAfterLastRound,   ///< read once more behind the last round, and not grown
     AfterLastRound,       ///< read behind the last round; when is not known
     Last
 };
+
+/// Whether values that were dropped for that reason cannot be true. The others are part of a later
+/// value, or count nothing, or when they were read is not known.
+bool isImplausible(CounterDrop reason);
 
 /// Makes intervals of the running totals that a counting run writes down round by round: an
 /// interval is the difference to the round before. Values that cannot be right give none; the next
@@ -62,10 +69,14 @@ enum class CounterDrop {
 class CounterRounds {
 public:
     using Take = std::function<void(const CountedInterval&)>;
+    using Refuse = std::function<void(const CounterKey&, CounterDrop)>;
 
     /// `start` is the tick at which the run began, not 0. `cpus` is how many the machine has, 0
-    /// where that is not known.
-    CounterRounds(std::uint64_t start, std::uint32_t cpus);
+    /// where that is not known. `uncoreTypes` are the types of events of the uncore.
+    CounterRounds(std::uint64_t start, std::uint32_t cpus,
+                  std::set<std::uint32_t> uncoreTypes = {});
+    /// Hears of each value of a known counter that is dropped.
+    void onRefusal(Refuse refuse) { m_refuse = std::move(refuse); }
 
     /// Totals of a counter, read for the round that is open.
     void add(const CounterKey& key, const CounterTotals& totals);
@@ -97,10 +108,14 @@ private:
     void settle(Counter& counter, const Take& take);
     CounterDrop judge(const Counter& counter, CountedInterval& interval) const;
     bool isBeyondTime(const CountedInterval& interval) const;
+    bool isBeyondCounter(const CountedInterval& interval) const;
+    void refuse(const Counter& counter, CounterDrop reason);
 
     std::uint64_t m_start;
     std::uint64_t m_last;
     std::uint32_t m_cpus;
+    std::set<std::uint32_t> m_uncoreTypes;
+    Refuse m_refuse;
     std::vector<Counter> m_counters;
     std::map<CounterKey, std::size_t> m_numbers; ///< in m_counters
     std::vector<std::size_t> m_open;             ///< counters read in the open round

@@ -1,19 +1,23 @@
 #include "load/load_profile.h"
 
+#include "load/collector_command.h"
 #include "load/counter_loader.h"
+#include "load/event_groups.h"
+#include "load/hw_feedback_loader.h"
 #include "load/input_checksum.h"
-#include "load/record_type_name.h"
-#include "load/version.h"
+#include "load/load_info.h"
+#include "load/recording_info.h"
 #include "names/code_names.h"
 #include "session/containers.h"
 #include "session/module_files.h"
 #include "session/module_names.h"
 #include "session/side_band_collector.h"
+#include "topology/result_topology.h"
+#include "topology/uncore_events.h"
 
 #include <rowvault1/result.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <future>
 #include <optional>
@@ -68,74 +72,18 @@ void checkContainers(rowvault1::IResult& store, const LoadOptions& options)
     if (!conflict.empty()) throw LoadError(options.result + ": " + conflict);
 }
 
-/// A number of the load_info view, if it is there.
-std::optional<std::uint64_t> infoNumber(rowvault1::IResult& store, const char* key)
+/// A result has one topology.
+void checkTopology(rowvault1::IResult& store, const LoadOptions& options)
 {
-    const std::string text = store.info(key);
-    std::uint64_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc{} ? std::optional(number) : std::nullopt;
+    if (options.topology.isGiven() && topology::hasTopology(*store.database()))
+        throw LoadError(options.result + ": " + topology::TopologyExists().what());
 }
 
-/// Adds to a number of the load_info view, so that it covers all loads of a result.
-void addInfo(rowvault1::IResult& store, const char* key, std::uint64_t more)
+/// A result is of one mode for good, and every load says which.
+void storeMode(rowvault1::IResult& store, const LoadOptions& options, bool stacksOn)
 {
-    store.setInfo(key, std::to_string(infoNumber(store, key).value_or(0) + more));
-}
-
-/// Sets a key of this load, unless there is nothing to tell. Appended loads have keys of their own
-/// ("input of load 2"), so that every input stays named.
-void setLoadInfo(rowvault1::IResult& store, const LoadOptions& options, const std::string& key,
-                 const std::string& value)
-{
-    if (value.empty()) return;
-    store.setInfo(options.append ? key + " of load " + store.info("loads") : key, value);
-}
-
-/// Facts of the load and of the machine of the recording, for the load_info view; what the
-/// recording does not tell has no key.
-void storeInfo(rowvault1::IResult& store, const Recording& recording, const LoadOptions& options,
-               bool stacksOn)
-{
-    const perfdata::Features& features = recording.features();
-    addInfo(store, "loads", 1);
-    const auto setIfKnown = [&](const char* key, const std::string& value) {
-        setLoadInfo(store, options, key, value);
-    };
-    setIfKnown("samplefold_version", versionText());
-    setIfKnown("input", recording.name());
     store.setInfo("stacks", onOff(stacksOn));
     store.setInfo("store_each_sample", onOff(options.storeEachSample));
-    setIfKnown("architecture", recording.architecture());
-    setIfKnown("hostname", features.hostname);
-    setIfKnown("os_release", features.osRelease);
-    setIfKnown("recorder_version", features.version);
-    setIfKnown("cpu", features.cpuDesc);
-    std::string commandLine;
-    for (const std::string& word : features.cmdline) {
-        commandLine += (commandLine.empty() ? "" : " ") + word;
-    }
-    setIfKnown("command_line", commandLine);
-}
-
-/// How many records of each type were read, by the kernel's names.
-void storeRecordCounts(rowvault1::IResult& store, const Recording& recording)
-{
-    for (const perfdata::RecordCount& count : recording.counts()) {
-        addInfo(store, ("records " + recordTypeName(count.type)).c_str(), count.count);
-    }
-}
-
-using tick_range_t = std::optional<std::pair<std::uint64_t, std::uint64_t>>;
-
-void storeTimes(rowvault1::IResult& store, const tick_range_t& range)
-{
-    store.setInfo("ticks", range ? "recorded" : "numbered");
-    if (!range) return;
-    const std::uint64_t first = infoNumber(store, "first_time").value_or(range->first);
-    const std::uint64_t last = infoNumber(store, "last_time").value_or(range->second);
-    store.setInfo("first_time", std::to_string(std::min(first, range->first)));
-    store.setInfo("last_time", std::to_string(std::max(last, range->second)));
 }
 
 void noteRecording(const Recording& recording, session::QualityLog& quality)
@@ -209,6 +157,17 @@ void noteDrops(const perfdata::DeliveryStats& delivery, session::QualityLog& qua
                 "the recording names no event for them", Severity::dataLoss);
 }
 
+/// A second fault is told beside the first.
+void addFault(LoadReport& report, std::string fault)
+{
+    if (fault.empty()) return;
+    if (report.fault.empty()) {
+        report.fault = std::move(fault);
+    } else {
+        report.messages.insert(report.messages.begin(), std::move(fault));
+    }
+}
+
 bool hasBranches(const perfdata::Event& event)
 {
     return (event.attr.sampleType & perfdata::sampleBit::BranchStack) != 0;
@@ -218,12 +177,14 @@ bool hasBranches(const perfdata::Event& event)
 class Load {
 public:
     Load(const LoadOptions& options, const LoadProgress& progress)
-        : m_options(checked(options)), m_progress(progress), m_recording(openInput()),
-          m_store(openStore())
+        : m_options(checked(options)), m_progress(progress), m_feedback(readFeedback(options)),
+          m_topology(readTopology(options)), m_recording(openInput()), m_store(openStore()),
+          m_info(*m_store)
     {
         m_stacksOn = stacksFor(options);
         checkMode(*m_store, options, m_stacksOn);
         checkContainers(*m_store, options);
+        checkTopology(*m_store, options);
         m_before = readStoredSamples(*m_store, !options.storeEachSample);
     }
 
@@ -235,6 +196,15 @@ private:
     {
         checkJitDirectories(options.jit);
         return options;
+    }
+    static HwFeedbackFile readFeedback(const LoadOptions& options)
+    {
+        return options.hwFeedback.empty() ? HwFeedbackFile() : readHwFeedback(options.hwFeedback);
+    }
+    static std::optional<topology::TopologyInput> readTopology(const LoadOptions& options)
+    {
+        if (!options.topology.isGiven()) return std::nullopt;
+        return topology::readTopologyInput(options.topology);
     }
     Recording openInput() const
     {
@@ -249,14 +219,18 @@ private:
                                                            : rowvault1::open_mode_t::create);
     }
     bool stacksFor(const LoadOptions& options) const;
+    void tellRecording(session::QualityLog& quality);
     void loadSamples(session::QualityLog& quality, LoadReport& report);
     void nameCode(const session::SideBandCollector& sideBand, const session::ModuleCatalog& modules,
                   const CodePlaces& places, session::ModuleFiles& files);
 
     const LoadOptions& m_options;
     const LoadProgress& m_progress;
+    HwFeedbackFile m_feedback;
+    std::optional<topology::TopologyInput> m_topology;
     Recording m_recording;
     tb2::sptr_t<rowvault1::IResult> m_store;
+    LoadInfo m_info;
     bool m_stacksOn = false;
     StoredSamples m_before; ///< what the result held before the load
 };
@@ -277,6 +251,20 @@ bool Load::stacksFor(const LoadOptions& options) const
     });
 }
 
+void Load::tellRecording(session::QualityLog& quality)
+{
+    const CollectorCommand command =
+        collectorCommand(m_recording.features(), m_options.collectorCommand);
+    m_info.begin();
+    storeRecordingInfo(m_info, m_recording, command);
+    storeArguments(m_store->database(), command, m_info.loads());
+    storeMode(*m_store, m_options, m_stacksOn);
+    m_info.widenTimes(m_recording.timeRange());
+    storeUnits(*m_store, m_recording);
+    storeEventGroups(*m_store, m_options.input, quality);
+    noteRecording(m_recording, quality);
+}
+
 LoadReport Load::run()
 {
     // Reading all of the input once more must not keep the first samples waiting.
@@ -285,12 +273,8 @@ LoadReport Load::run()
     LoadReport report;
     report.databasePath = m_store->databasePath();
     if (m_recording.fault()) report.fault = m_recording.fault()->text;
-    storeInfo(*m_store, m_recording, m_options, m_stacksOn);
-    storeTimes(*m_store, m_recording.timeRange());
-    storeUnits(*m_store, m_recording);
-    storeRecordCounts(*m_store, m_recording);
     session::QualityLog quality;
-    noteRecording(m_recording, quality);
+    tellRecording(quality);
     if (!report.fault.empty()) m_store->setInfo("input_fault", report.fault);
     m_store->commitPoint();
 
@@ -298,13 +282,14 @@ LoadReport Load::run()
 
     if (m_progress) m_progress("finishing", 0, 0);
     quality.store(m_store->database());
-    setLoadInfo(*m_store, m_options, "input_checksum", checksum.get());
-    addInfo(*m_store, "samples_in_input", report.samples);
-    if (report.counterValues != 0)
-        addInfo(*m_store, "counter_values_in_input", report.counterValues);
-    addInfo(*m_store, "sample_rows", report.rows);
-    addInfo(*m_store, "samples_dropped", report.dropped);
+    m_info.set("hw_feedback", m_options.hwFeedback);
+    m_info.set("input_checksum", checksum.get());
+    m_info.add("samples_in_input", report.samples);
+    if (report.counterValues != 0) m_info.add("counter_values_in_input", report.counterValues);
+    m_info.add("sample_rows", report.rows);
+    m_info.add("samples_dropped", report.dropped);
     m_store->finish();
+    addFault(report, hwFeedbackFault(m_options.hwFeedback, m_feedback));
     return report;
 }
 
@@ -351,7 +336,9 @@ void Load::loadSamples(session::QualityLog& quality, LoadReport& report)
     modules.store(db, files);
     session::ProcessRows processRows(db);
     processRows.store(processes);
-    session::AttributeRows attributes(db, m_recording);
+    const topology::RecordedPlatform platform =
+        topology::storePlatform(db, m_recording, m_options.topology.sysfs(), quality);
+    session::AttributeRows attributes(db, m_recording, platform.rows);
 
     ProfileContext context(*m_store,
                            {m_stacksOn, m_options.storeEachSample, m_recording.events().size()});
@@ -382,19 +369,28 @@ void Load::loadSamples(session::QualityLog& quality, LoadReport& report)
     delivery.progress = progressOf(m_progress, "samples");
     const perfdata::DeliveryStats stats = m_recording.deliver(samples, delivery);
     samples.finish();
-    CounterLoader counters(m_recording, {processes, processRows, attributes, quality}, context);
+    CounterLoader counters(m_recording, {processes, processRows, attributes, quality}, context,
+                           platform.uncoreTypes);
     counters.load(progressOf(m_progress, "counters"));
     if (!m_recording.timeRange() && counters.range().first != counters.range().second)
-        storeTimes(*m_store, counters.range());
+        m_info.widenTimes(counters.range());
     if (m_progress) m_progress("writing", 0, 0);
     context.finish(std::max(samples.lastTick(), counters.range().second));
+    HwFeedbackLoader feedback(m_recording, processes, processRows, context);
+    feedback.load(m_feedback);
+
+    const topology::TopologyCounts topologyCounts =
+        topology::completeTopology(*m_store, m_topology ? &*m_topology : nullptr, quality);
 
     nameCode(sideBand, modules, places, files);
     files.store();
-    report.messages = files.messages();
+    report.messages = topology::warningsOf(topologyCounts);
+    for (const std::string& message : files.messages())
+        report.messages.push_back(message);
     cpuTimes.finish(quality);
     samples.reportQuality();
-    counters.reportQuality();
+    counters.reportQuality(db);
+    feedback.reportQuality(quality);
     jit.reportQuality();
     noteDrops(stats, quality);
     const SampleBooks& books = samples.books();

@@ -5,6 +5,7 @@
 #include "load/sample_loader.h"
 #include "session/container_option.h"
 #include "session/module_files.h"
+#include "topology/topology_loader.h"
 
 #include <cstdint>
 #include <functional>
@@ -27,9 +28,12 @@ struct LoadOptions {
     JitOptions jit;
     session::FileSearchOptions files;
     std::vector<session::ContainerOption> containers; ///< beside those that the recording tells
-    bool namesOn = true;    ///< places in code get functions and source lines
-    double nameSeconds = 0; ///< time to spend on that; 0: as long as it takes
-    std::string kallsyms;   ///< table of the recorded kernel's symbols; empty for none
+    bool namesOn = true;                ///< places in code get functions and source lines
+    double nameSeconds = 0;             ///< time to spend on that; 0: as long as it takes
+    std::string kallsyms;               ///< table of the recorded kernel's symbols; empty for none
+    topology::TopologyOptions topology; ///< of the recorded machine, if any is given
+    std::string collectorCommand;       ///< one line, for recordings that do not hold it; or empty
+    std::string hwFeedback;             ///< file of hardware feedback reports; empty for none
 };
 
 /// What a load did.
@@ -40,8 +44,9 @@ struct LoadReport {
     std::uint64_t rows = 0;          ///< sample rows written
     std::uint64_t dropped = 0;       ///< samples that became no row, each counted by reason
     std::string databasePath;
-    std::vector<std::string> messages; ///< files of modules that were not found, a line each
-    std::string fault; ///< one line where the input is damaged; empty when all of it was read
+    std::vector<std::string> messages; ///< warnings, a line each: files that were not found
+    /// One line where the input, or the file of reports, is damaged; empty when all was read.
+    std::string fault;
 };
 
 /// Which step a load is at, with bytes done and in total.
@@ -49,7 +54,8 @@ using LoadProgress = std::function<void(const char* step, std::uint64_t done, st
 
 /// Loads a recording into a result and checks the books: every sample of the input is a row or a
 /// counted drop. A damaged input is loaded up to the damage (LoadReport::fault). Throws
-/// perfdata::ReadError, rowvault1::StoreError or LoadError; a result that was begun stays, readable
+/// perfdata::ReadError, rowvault1::StoreError, topology::InventoryError,
+/// topology::MeshStopError or LoadError; a result that was begun stays, readable
 /// and marked incomplete. One load at a time in a process.
 LoadReport loadProfile(const LoadOptions& options, const LoadProgress& progress);
 

@@ -5,6 +5,7 @@
 #include "report/summary.h"
 #include "report/sums.h"
 #include "report/text_table.h"
+#include "report/thread_names.h"
 
 #include <algorithm>
 #include <limits>
@@ -18,15 +19,11 @@ namespace {
 
 using nlohmann::ordered_json;
 
-constexpr double g_ticksPerSecond = 1e9;
-
 struct ThreadTime {
     std::int64_t thread = -1;
     std::uint64_t ticks = 0;
     std::uint64_t spans = 0;
-    tb2::variant_t pid;
-    tb2::variant_t tid;
-    tb2::variant_t name;
+    ThreadName name;
 };
 
 /// The threads by falling time, and the ticks that they share.
@@ -34,25 +31,6 @@ struct OnCpu {
     std::vector<ThreadTime> threads;
     std::uint64_t rangeTicks = 0;
 };
-
-double secondsOf(std::uint64_t ticks)
-{
-    return static_cast<double>(ticks) / g_ticksPerSecond;
-}
-
-std::string secondsText(double seconds)
-{
-    char text[40];
-    std::snprintf(text, sizeof text, "%.9f", seconds);
-    return text;
-}
-
-std::uint64_t infoTick(rowvault1::IResult& result, const char* key, std::uint64_t otherwise)
-{
-    const std::string text = result.info(key);
-    const auto point = parseTime(text);
-    return point ? point->value : otherwise;
-}
 
 /// Adds up the spans by thread, as far as they lie in the range. Without the times of the recording
 /// the range is that of the spans.
@@ -83,8 +61,8 @@ OnCpu addUpSpans(rowvault1::IResult& result, const TickRange& range)
                           "--switch-events");
     }
     OnCpu answer;
-    const std::uint64_t begin = range.from.value_or(infoTick(result, "first_time", first));
-    const std::uint64_t finish = range.to.value_or(infoTick(result, "last_time", last));
+    const std::uint64_t begin = range.from.value_or(infoTick(result, "first_time").value_or(first));
+    const std::uint64_t finish = range.to.value_or(infoTick(result, "last_time").value_or(last));
     answer.rangeTicks = finish > begin ? finish - begin : 0;
     for (auto& [thread, time] : byThread) {
         time.thread = thread;
@@ -96,17 +74,9 @@ OnCpu addUpSpans(rowvault1::IResult& result, const TickRange& range)
 OnCpu readOnCpu(rowvault1::IResult& result, const OnCpuOptions& options)
 {
     OnCpu answer = addUpSpans(result, options.range);
-    std::unordered_map<std::int64_t, std::vector<tb2::variant_t>> names;
-    visitRows(result, "SELECT thread, pid, tid, name FROM threads", [&](const auto& row) {
-        names.emplace(rowKey(row[0]), std::vector(row.begin() + 1, row.end()));
-    });
-    for (ThreadTime& time : answer.threads) {
-        const auto found = names.find(time.thread);
-        if (found == names.end()) continue;
-        time.pid = found->second[0];
-        time.tid = found->second[1];
-        time.name = found->second[2];
-    }
+    ThreadNames names = readThreadNames(result);
+    for (ThreadTime& time : answer.threads)
+        time.name = names[time.thread];
     std::sort(answer.threads.begin(), answer.threads.end(), [](const auto& a, const auto& b) {
         return std::tie(b.ticks, b.spans, a.thread) < std::tie(a.ticks, a.spans, b.thread);
     });
@@ -151,8 +121,9 @@ void writeOnCpu(rowvault1::IResult& result, const OnCpuOptions& options, std::os
     for (std::size_t i = 0; i < shown; ++i) {
         const ThreadTime& time = onCpu.threads[i];
         const double seconds = secondsOf(time.ticks);
-        table.addRow({toText(time.pid), toText(time.tid), toText(time.name), secondsText(seconds),
-                      percentText(shareOf(time.ticks, onCpu)), std::to_string(time.spans),
+        table.addRow({toText(time.name.pid), toText(time.name.tid), toText(time.name.name),
+                      secondsText(seconds), percentText(shareOf(time.ticks, onCpu)),
+                      std::to_string(time.spans),
                       secondsText(seconds / static_cast<double>(time.spans))});
     }
     table.print(out, "  ");
@@ -175,9 +146,9 @@ ordered_json onCpuToJson(rowvault1::IResult& result, const OnCpuOptions& options
         const ThreadTime& time = onCpu.threads[i];
         const double seconds = secondsOf(time.ticks);
         const auto share = shareOf(time.ticks, onCpu);
-        list.push_back({{"pid", toJson(time.pid)},
-                        {"tid", toJson(time.tid)},
-                        {"thread", toJson(time.name)},
+        list.push_back({{"pid", toJson(time.name.pid)},
+                        {"tid", toJson(time.name.tid)},
+                        {"thread", toJson(time.name.name)},
                         {"seconds", seconds},
                         {"percent", share ? ordered_json(*share) : ordered_json()},
                         {"spans", time.spans},

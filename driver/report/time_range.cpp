@@ -4,12 +4,14 @@
 #include "report/sql_rows.h"
 
 #include <charconv>
+#include <cstdio>
 #include <limits>
 
 namespace samplefold::report {
 namespace {
 
 constexpr std::uint64_t g_mostTicks = std::numeric_limits<std::uint64_t>::max();
+constexpr double g_ticksPerSecond = 1e9;
 
 std::optional<std::uint64_t> wholeNumber(std::string_view text)
 {
@@ -78,6 +80,23 @@ std::uint64_t tickOf(rowvault1::IResult& result, const TimePoint& point)
                           ": its recording has no times: give ticks, which are plain numbers");
     }
     return point.value > g_mostTicks - *first ? g_mostTicks : *first + point.value;
+}
+
+std::optional<std::uint64_t> infoTick(rowvault1::IResult& result, const char* key)
+{
+    return wholeNumber(result.info(key));
+}
+
+double secondsOf(std::uint64_t ticks)
+{
+    return static_cast<double>(ticks) / g_ticksPerSecond;
+}
+
+std::string secondsText(double seconds)
+{
+    char text[40];
+    std::snprintf(text, sizeof text, "%.9f", seconds);
+    return text;
 }
 
 std::string secondsText(const std::string& ticks)

@@ -31,6 +31,13 @@ struct TickRange {
 /// The tick of a moment in a result. Throws ReportError for a time where the result has no times.
 std::uint64_t tickOf(rowvault1::IResult& result, const TimePoint& point);
 
+/// The tick that a key of the load_info view holds; nothing where it holds none.
+std::optional<std::uint64_t> infoTick(rowvault1::IResult& result, const char* key);
+
+/// Seconds of a number of ticks, which are nanoseconds.
+double secondsOf(std::uint64_t ticks);
+/// A number of seconds down to the nanosecond, without its unit.
+std::string secondsText(double seconds);
 /// A number of nanoseconds in text as seconds, "1.000000005 s"; the text itself when it is none.
 std::string secondsText(const std::string& ticks);
 /// A tick as a person reads it: in seconds, or as "tick 5" where the recording has no times.

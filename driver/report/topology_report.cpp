@@ -5,6 +5,9 @@
 #include "report/text_table.h"
 #include "report/topology_tree.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
 #include <sstream>
 #include <string>
 
@@ -13,14 +16,64 @@ namespace {
 
 using nlohmann::ordered_json;
 
-std::vector<TopologyPackage> topologyOf(rowvault1::IResult& result)
+constexpr double g_nsPerSecond = 1e9;
+
+/// A topology with the length of the intervals of its counts, in ns.
+struct Shown {
+    Topology topology;
+    std::optional<std::uint64_t> interval;
+};
+
+Shown shownOf(rowvault1::IResult& result, std::optional<double> seconds)
 {
-    auto packages = readTopology(result);
-    if (packages.empty()) {
+    Shown shown;
+    if (seconds) {
+        shown.interval =
+            static_cast<std::uint64_t>(std::max(std::round(*seconds * g_nsPerSecond), 1.0));
+    }
+    shown.topology = readTopology(result, shown.interval);
+    if (shown.topology.packages.empty()) {
         throw ReportError(result.databasePath() +
                           ": has no topology: add one with --from-dump FILE or --live");
     }
-    return packages;
+    return shown;
+}
+
+/// Six digits, and all of those in front of the point.
+std::string numberText(double number)
+{
+    char text[32];
+    const bool isLarge = std::abs(number) >= 1e5;
+    std::snprintf(text, sizeof text, isLarge ? "%.0f" : "%.6g", number);
+    return text;
+}
+
+/// "500, 250/s"
+std::string countText(const CountedTime& counted)
+{
+    const auto rate = counted.rate();
+    return std::to_string(counted.events()) + (rate ? ", " + numberText(*rate) + "/s" : "");
+}
+
+double secondsOf(const Shown& shown, std::uint64_t number)
+{
+    return static_cast<double>(number) * static_cast<double>(*shown.interval) / g_nsPerSecond;
+}
+
+/// What events counted, a line each, and a line for each interval.
+void writeCounts(const std::vector<UncoreCount>& counts, const Shown& shown,
+                 const std::string& indent, std::ostream& out)
+{
+    for (const UncoreCount& count : counts) {
+        out << indent << printable(count.event) << ": " << countText(count.total);
+        if (count.implausible != 0)
+            out << " (" << count.implausible << " values left out: they cannot be true)";
+        out << '\n';
+        for (const auto& [number, part] : count.intervals) {
+            out << indent << "  " << numberText(secondsOf(shown, number)) << " s to "
+                << numberText(secondsOf(shown, number + 1)) << " s: " << countText(part) << '\n';
+        }
+    }
 }
 
 /// "8 GT/s x16"; empty when nothing is known.
@@ -45,15 +98,72 @@ void writeDevices(const TopologyChannel& channel, std::ostream& out)
     }
 }
 
-void writeUnit(const TopologyUnit& unit, std::ostream& out)
+/// "channel 2: what is behind it"
+void writeTitle(const std::string& title, const std::string& source, std::ostream& out)
+{
+    out << title;
+    if (!source.empty()) out << ": " << printable(source);
+    out << '\n';
+}
+
+void writeUnit(const TopologyUnit& unit, const Shown& shown, std::ostream& out)
 {
     out << "  IO unit " << unit.number;
     if (unit.meshStop) out << ", mesh stop " << *unit.meshStop;
     out << '\n';
+    writeCounts(unit.counts, shown, "    ", out);
     for (const TopologyChannel& channel : unit.channels) {
-        out << "    channel " << channel.number << '\n';
+        writeTitle("    channel " + std::to_string(channel.number), channel.source, out);
         writeDevices(channel, out);
+        writeCounts(channel.counts, shown, "      ", out);
     }
+}
+
+void writePackage(const TopologyPackage& package, const Shown& shown, std::ostream& out)
+{
+    out << printable(package.name) << '\n';
+    for (const TopologyUnit& unit : package.units)
+        writeUnit(unit, shown, out);
+    for (const TopologyMeshStop& stop : package.meshStops) {
+        if (stop.counts.empty()) continue;
+        writeTitle("  mesh stop " + std::to_string(stop.number), stop.source, out);
+        writeCounts(stop.counts, shown, "    ", out);
+    }
+    for (const PackageLink& link : package.links) {
+        writeTitle("  " + printable(link.name), "", out);
+        writeCounts(link.counts, shown, "    ", out);
+    }
+    if (!package.counts.empty()) out << "  other uncore events\n";
+    writeCounts(package.counts, shown, "    ", out);
+}
+
+ordered_json countedToJson(const CountedTime& counted)
+{
+    const auto rate = counted.rate();
+    ordered_json json;
+    json["count"] = counted.events();
+    json["per_second"] = rate ? ordered_json(*rate) : ordered_json();
+    return json;
+}
+
+ordered_json countsToJson(const std::vector<UncoreCount>& counts, const Shown& shown)
+{
+    ordered_json list = ordered_json::array();
+    for (const UncoreCount& count : counts) {
+        ordered_json entry;
+        entry["event"] = count.event;
+        entry.update(countedToJson(count.total));
+        entry["implausible_values"] = count.implausible;
+        for (const auto& [number, part] : count.intervals) {
+            ordered_json interval;
+            interval["from"] = secondsOf(shown, number);
+            interval["to"] = secondsOf(shown, number + 1);
+            interval.update(countedToJson(part));
+            entry["intervals"].push_back(std::move(interval));
+        }
+        list.push_back(std::move(entry));
+    }
+    return list;
 }
 
 ordered_json linkToJson(const TopologyLink& link)
@@ -64,7 +174,7 @@ ordered_json linkToJson(const TopologyLink& link)
     return json;
 }
 
-ordered_json channelToJson(const TopologyChannel& channel)
+ordered_json channelToJson(const TopologyChannel& channel, const Shown& shown)
 {
     ordered_json json;
     json["channel"] = channel.number;
@@ -78,10 +188,11 @@ ordered_json channelToJson(const TopologyChannel& channel)
                            {"link_capable", linkToJson(device.capable)},
                            {"link_running", linkToJson(device.running)}});
     }
+    json["counts"] = countsToJson(channel.counts, shown);
     return json;
 }
 
-ordered_json unitToJson(const TopologyUnit& unit)
+ordered_json unitToJson(const TopologyUnit& unit, const Shown& shown)
 {
     ordered_json json;
     json["unit"] = unit.number;
@@ -89,36 +200,49 @@ ordered_json unitToJson(const TopologyUnit& unit)
     json["mesh_stop"] = unit.meshStop ? ordered_json(*unit.meshStop) : ordered_json();
     auto& channels = json["channels"] = ordered_json::array();
     for (const TopologyChannel& channel : unit.channels)
-        channels.push_back(channelToJson(channel));
+        channels.push_back(channelToJson(channel, shown));
+    json["counts"] = countsToJson(unit.counts, shown);
+    return json;
+}
+
+ordered_json packageToJson(const TopologyPackage& package, const Shown& shown)
+{
+    ordered_json json;
+    json["name"] = textOrNull(package.name);
+    auto& units = json["units"] = ordered_json::array();
+    for (const TopologyUnit& unit : package.units)
+        units.push_back(unitToJson(unit, shown));
+    auto& stops = json["mesh_stops"] = ordered_json::array();
+    for (const TopologyMeshStop& stop : package.meshStops) {
+        stops.push_back({{"mesh_stop", stop.number},
+                         {"source", textOrNull(stop.source)},
+                         {"counts", countsToJson(stop.counts, shown)}});
+    }
+    auto& links = json["links"] = ordered_json::array();
+    for (const PackageLink& link : package.links)
+        links.push_back({{"name", link.name}, {"counts", countsToJson(link.counts, shown)}});
+    json["other_counts"] = countsToJson(package.counts, shown);
     return json;
 }
 
 } // namespace
 
-void writeTopology(rowvault1::IResult& result, std::ostream& out)
+void writeTopology(rowvault1::IResult& result, std::ostream& out, std::optional<double> interval)
 {
-    for (const TopologyPackage& package : topologyOf(result)) {
-        out << printable(package.name) << '\n';
-        for (const TopologyUnit& unit : package.units)
-            writeUnit(unit, out);
-        for (const std::string& link : package.links)
-            out << "  " << printable(link) << '\n';
-    }
+    const Shown shown = shownOf(result, interval);
+    for (const TopologyPackage& package : shown.topology.packages)
+        writePackage(package, shown, out);
+    if (!shown.topology.hasInventory)
+        out << "no PCI functions are known: add them with --from-dump FILE or --live\n";
 }
 
-ordered_json topologyToJson(rowvault1::IResult& result)
+ordered_json topologyToJson(rowvault1::IResult& result, std::optional<double> interval)
 {
+    const Shown shown = shownOf(result, interval);
     ordered_json json;
     auto& packages = json["packages"] = ordered_json::array();
-    for (const TopologyPackage& package : topologyOf(result)) {
-        ordered_json entry;
-        entry["name"] = textOrNull(package.name);
-        auto& units = entry["units"] = ordered_json::array();
-        for (const TopologyUnit& unit : package.units)
-            units.push_back(unitToJson(unit));
-        entry["links"] = package.links;
-        packages.push_back(std::move(entry));
-    }
+    for (const TopologyPackage& package : shown.topology.packages)
+        packages.push_back(packageToJson(package, shown));
     return json;
 }
 

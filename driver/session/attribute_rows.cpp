@@ -4,6 +4,7 @@
 
 #include <array>
 #include <string_view>
+#include <utility>
 
 namespace samplefold::session {
 namespace {
@@ -22,9 +23,10 @@ variant_t textOrNull(const std::string& text)
 } // namespace
 
 AttributeRows::AttributeRows(const tb2::sptr_t<rowvault1::IDatabase>& db,
-                             const perfdata::Recording& recording)
-    : m_events(db, "dd_event_type",
-               {"name", "type", "config", "sample_period", "frequency", "counting"}),
+                             const perfdata::Recording& recording, PlatformRows platform)
+    : m_platform(std::move(platform)), m_events(db, "dd_event_type",
+                                                {"name", "type", "config", "sample_period",
+                                                 "frequency", "counting", "uncore_event"}),
       m_cpus(db, "dd_cpu", {"number"}), m_modes(db, "dd_cpu_mode", {"name"}),
       m_accesses(db, "dd_mem_access", {"source"}), m_transactions(db, "dd_htm_info", {"word"}),
       m_eventRows(recording.events().size()), m_countedRows(recording.events().size())
@@ -40,8 +42,8 @@ Index AttributeRows::writeEvent(const perfdata::Event& event, bool isCounted)
     const std::int32_t isFrequency = attr.has(perfdata::attrBit::Freq) ? 1 : 0;
     const std::int32_t counting = isCounted ? 1 : 0;
     Index& row = (isCounted ? m_countedRows : m_eventRows)[event.index];
-    row = m_events.findOrAdd(
-        {event.name, attr.type, attr.config, attr.samplePeriodOrFreq, isFrequency, counting});
+    row = m_events.findOrAdd({event.name, attr.type, attr.config, attr.samplePeriodOrFreq,
+                              isFrequency, counting, m_platform.uncoreEvent(event.index)});
     return row;
 }
 
@@ -53,7 +55,10 @@ Index AttributeRows::cpu(const perfdata::Sample& sample)
 Index AttributeRows::cpu(std::uint32_t number)
 {
     const auto [entry, isNew] = m_cpuRows.try_emplace(number);
-    if (isNew) entry->second = m_cpus.findOrAdd({static_cast<std::int32_t>(number)});
+    if (!isNew) return entry->second;
+    entry->second = m_cpus.findOrAdd({static_cast<std::int32_t>(number)}, [&](RowWriter& writer) {
+        writer.set("package", rowvault1::utils::indexToVariant(m_platform.package(number)));
+    });
     return entry->second;
 }
 

@@ -1,9 +1,11 @@
 #include "topology/mesh_stops.h"
 
-#include <charconv>
+#include "topology/number_text.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <optional>
 #include <sstream>
 #include <string_view>
@@ -12,17 +14,7 @@ namespace samplefold::topology {
 namespace {
 
 constexpr std::uintmax_t g_mostBytes = std::uintmax_t{1} << 20;
-
-std::optional<int> numberIn(std::string_view text)
-{
-    const bool isHex = text.starts_with("0x") || text.starts_with("0X");
-    if (isHex) text.remove_prefix(2);
-    int number = -1;
-    const auto [end, error] =
-        std::from_chars(text.data(), text.data() + text.size(), number, isHex ? 16 : 10);
-    const bool isWhole = error == std::errc{} && end == text.data() + text.size() && number >= 0;
-    return isWhole ? std::optional(number) : std::nullopt;
-}
+constexpr std::uint64_t g_largest = std::numeric_limits<int>::max();
 
 /// Nothing for a line without content.
 std::optional<MeshStop> parse(const std::string& line, const std::string& place)
@@ -30,10 +22,10 @@ std::optional<MeshStop> parse(const std::string& line, const std::string& place)
     std::istringstream words(line.substr(0, line.find('#')));
     std::vector<int> numbers;
     for (std::string word; words >> word;) {
-        const auto number = numberIn(word);
-        if (!number || numbers.size() == 3)
+        const auto number = decimalOrHex(word);
+        if (!number || *number > g_largest || numbers.size() == 3)
             throw MeshStopError(place + ": is not of the form PACKAGE UNIT TID");
-        numbers.push_back(*number);
+        numbers.push_back(static_cast<int>(*number));
     }
     if (numbers.empty()) return std::nullopt;
     if (numbers.size() < 3) throw MeshStopError(place + ": is not of the form PACKAGE UNIT TID");

@@ -1,47 +1,18 @@
 #include "topology/topology_loader.h"
 
-#include "session/keyed_rows.h"
 #include "session/table_rows.h"
 #include "topology/device_places.h"
-#include "topology/mesh_stops.h"
+#include "topology/package_rows.h"
 
 #include <samplefold_1/pci_devices_mapping.h>
 
 #include <algorithm>
 #include <array>
-#include <vector>
 
 namespace samplefold::topology {
 namespace {
 
 using rowvault1::Index;
-
-/// Rows of packages by their number, made when they are new.
-class Packages {
-public:
-    explicit Packages(const tb2::sptr_t<rowvault1::IDatabase>& db)
-        : m_rows(db, "dd_package", {"name"})
-    {
-    }
-    Index row(int package) { return m_rows.findOrAdd({"package_" + std::to_string(package)}); }
-
-private:
-    session::KeyedRows<std::string> m_rows;
-};
-
-bool hasTopology(rowvault1::IDatabase& db)
-{
-    bool isThere = false;
-    for (const char* const table : {"dd_pci_device_info", "dd_io_unit_info"})
-        session::readTable(table, db, std::array{"rowid"}, [&](const auto&) { isThere = true; });
-    return isThere;
-}
-
-IoStacks stacksOf(const TopologyOptions& options)
-{
-    if (!options.sysfsRoot.empty()) return readIoStacks(options.sysfsRoot);
-    return options.dump.empty() ? readIoStacks("/") : IoStacks();
-}
 
 void add(samplefold_1::PciDevicesMapping& mapping, const PciFunction& function,
          const DevicePlace& place, Index package)
@@ -55,28 +26,66 @@ void add(samplefold_1::PciDevicesMapping& mapping, const PciFunction& function,
 
 } // namespace
 
-TopologyCounts loadTopology(const tb2::sptr_t<rowvault1::IDatabase>& db,
-                            const TopologyOptions& options)
+TopologyInput readTopologyInput(const TopologyOptions& options)
 {
-    const PciInventory inventory =
-        options.dump.empty() ? readLiveInventory() : readInventoryDump(options.dump);
-    const auto stops =
-        options.meshStops.empty() ? std::vector<MeshStop>() : readMeshStops(options.meshStops);
-    const auto places = placesOf(inventory.functions, stacksOf(options), options.packages);
-    if (hasTopology(*db)) throw TopologyExists();
+    TopologyInput input;
+    input.inventory = options.dump.empty() ? readLiveInventory() : readInventoryDump(options.dump);
+    if (!options.meshStops.empty()) input.meshStops = readMeshStops(options.meshStops);
+    if (const std::string root = options.sysfs(); !root.empty()) input.stacks = readIoStacks(root);
+    input.packages = options.packages;
+    return input;
+}
 
-    Packages packages(db);
+bool hasTopology(rowvault1::IDatabase& db)
+{
+    bool isThere = false;
+    for (const char* const table : {"dd_pci_device_info", "dd_io_unit_info"})
+        session::readTable(table, db, std::array{"rowid"}, [&](const auto&) { isThere = true; });
+    return isThere;
+}
+
+TopologyCounts storeTopology(const tb2::sptr_t<rowvault1::IDatabase>& db,
+                             const TopologyInput& input)
+{
+    if (hasTopology(*db)) throw TopologyExists();
+    const auto& functions = input.inventory.functions;
+    const auto places = placesOf(functions, input.stacks, input.packages);
+    PackageRows packages(db);
     samplefold_1::PciDevicesMapping mapping;
     mapping.initIoTopologyLoading(db);
-    for (const MeshStop& stop : stops)
+    for (const MeshStop& stop : input.meshStops)
         mapping.addIoUnitToTidMapping(packages.row(stop.package), stop.unit, stop.tid);
     for (std::size_t i = 0; i < places.size(); ++i)
-        add(mapping, inventory.functions[i], places[i], packages.row(places[i].package));
+        add(mapping, functions[i], places[i], packages.row(places[i].package));
     mapping.loadIoTopology();
 
     const auto guessed =
         std::ranges::count_if(places, [](const DevicePlace& place) { return place.isGuessed; });
-    return {inventory.functions.size(), static_cast<std::size_t>(guessed), inventory.repeated};
+    return {functions.size(), static_cast<std::size_t>(guessed), input.inventory.repeated};
+}
+
+void reportQuality(const TopologyCounts& counts, session::QualityLog& quality)
+{
+    quality.add("PCI functions whose IO unit is guessed by the order of root buses", counts.guessed,
+                "give --sysfs-root with a copy of the machine's sysfs", session::Severity::info);
+    quality.add("PCI functions left out, since their addresses come twice", counts.repeated,
+                "make the dump again with lspci -xxxx", session::Severity::info);
+}
+
+std::vector<std::string> warningsOf(const TopologyCounts& counts)
+{
+    std::vector<std::string> lines;
+    if (counts.guessed != 0) {
+        lines.push_back("IO units of " + std::to_string(counts.guessed) + " of " +
+                        std::to_string(counts.functions) +
+                        " functions are guessed by the order of their root buses: give "
+                        "--sysfs-root");
+    }
+    if (counts.repeated != 0) {
+        lines.push_back(std::to_string(counts.repeated) +
+                        " functions were left out, since their addresses come twice");
+    }
+    return lines;
 }
 
 } // namespace samplefold::topology

@@ -93,11 +93,12 @@ public:
         m_log->add("band.add " + std::to_string(band.start) + " " + std::to_string(band.end));
         bands.push_back({key, band, {}});
         if (custom != nullptr) bands.back().custom = *custom;
-        return true;
+        return !refusing;
     }
     std::uint16_t customColumn(const char*) const override { return rowvault1::InvalidColIdx; }
 
     std::vector<band_call_t> bands;
+    bool refusing = false; ///< every band is noted and gives false
 
 private:
     log_ptr_t m_log;

@@ -21,9 +21,11 @@ public:
     }
 
     tb2::sptr_t<rowvault1::IGenericBandTable<rowvault1::single_band_obj_t>>
-    createBandTable(const char*, const char*, const char*) override
+    createBandTable(const char* dataName, const char* attributeTable, const char* suffix) override
     {
-        return {};
+        m_log->add("db.createBandTable " + std::string(dataName) + " " + attributeTable + " '" +
+                   suffix + "'");
+        return singleBands;
     }
 
     tb2::sptr_t<rowvault1::IQuery> createQuery(const char* table, int kind) override
@@ -36,6 +38,8 @@ public:
 
     std::set<std::string> missingTables;
     tb2::sptr_t<FakeQuery> query; ///< what createQuery gives
+    /// What createBandTable gives.
+    tb2::sptr_t<rowvault1::IGenericBandTable<rowvault1::single_band_obj_t>> singleBands;
 
 private:
     tb2::sptr_t<FakeTable> tablePointer(const std::string& name)

@@ -18,23 +18,35 @@ public:
 
     explicit FakeQuery(log_ptr_t log) : m_log(std::move(log)) {}
 
-    std::uint16_t addColumn(const char* name, int, const tb2::generic_iterator_t<const char*>&, int,
-                            int, const char*) override
+    std::uint16_t addColumn(const char* name, int aggregation,
+                            const tb2::generic_iterator_t<const char*>& arguments, int kind,
+                            int flags, const char* alias) override
     {
         m_log->add("query.addColumn " + std::string(name));
+        columnArguments.insert(std::to_string(aggregation) + (arguments.atEnd() ? " none " : " ") +
+                               std::to_string(kind) + " " + std::to_string(flags) + " '" + alias +
+                               "'");
         if (missingColumns.contains(name)) return rowvault1::InvalidColIdx;
         m_columns.emplace_back(name);
         return static_cast<std::uint16_t>(m_columns.size() - 1);
     }
 
-    tb2::sptr_t<rowvault1::IGenericRecordset> execute(int, const char*, const char*) override
+    tb2::sptr_t<rowvault1::IGenericRecordset> execute(int flags, const char* filter,
+                                                      const char* order) override
     {
         m_log->add("query.execute");
+        executeArguments =
+            std::to_string(flags) + " '" + std::string(filter) + "' '" + std::string(order) + "'";
+        if (unable) return {};
         return tb2::make_counted<Rows>(*this);
     }
 
     std::vector<std::optional<named_row_t>> rows; ///< an empty element makes current() null
     std::set<std::string> missingColumns;
+    bool unable = false; ///< execute gives null
+    /// What stood behind the name in calls of addColumn, and in the last call of execute.
+    std::set<std::string> columnArguments;
+    std::string executeArguments;
 
 private:
     class Rows : public rowvault1::IGenericRecordset, private rowvault1::IConstRecord {

@@ -14,6 +14,9 @@ namespace samplefold_test {
 /// `threads` over.
 class TestContext : public samplefold_1::LoaderContext {
 public:
+    using LoaderContext::createHwFeedbackAttr;
+    using LoaderContext::createHwFeedbackInstance;
+    using LoaderContext::getHwFeedbackInstanceTable;
     using LoaderContext::m_aggregatedBandTable;
     using LoaderContext::m_callsiteRecord;
     using LoaderContext::m_codeLocationRecord;

@@ -68,6 +68,17 @@ TEST_F(BucketTest, InitCalledTwiceKeepsTheFirstFlagAndTheFirstHandles)
     EXPECT_EQ(&db->table("dd_code_location"), bucket.m_ddCodeLocationTable.get());
 }
 
+TEST_F(BucketTest, ACopyOfABucketIsInitializedWithTheSameHandlesAndHoldsTheSameNumbers)
+{
+    bucket.init(db, true);
+    bucket.m_attributeNumbers = {1, 2};
+    const PerThreadContext copy(bucket);
+    EXPECT_TRUE(copy.m_initialized && copy.m_linkCallsiteParents);
+    EXPECT_EQ(bucket.m_ddSampleTable.get(), copy.m_ddSampleTable.get());
+    EXPECT_EQ(bucket.m_sampleRecord.handle().get(), copy.m_sampleRecord.handle().get());
+    EXPECT_EQ(bucket.m_attributeNumbers, copy.m_attributeNumbers);
+}
+
 TEST_F(BucketTest, EachMissingTableFiresItsNameAndInitGoesOn)
 {
     db->missingTables = {"dd_sample", "dd_code_location", "dd_callsite"};
@@ -289,6 +300,20 @@ TEST_F(BucketTest, FlushWithoutTheTablesOfALocationFiresTheirCheckOnceAndGoesOn)
     EXPECT_EQ(1, std::count(fired.begin(), fired.end(), fired[0]));
     EXPECT_EQ(1u, db->table("dd_code_location").rows.size()) << "the location itself is written";
     EXPECT_TRUE(bucket.m_codeLocationsToAdd.empty());
+}
+
+TEST_F(BucketTest, FlushWithoutTheTableOfTheLocationsThemselvesFiresTheSameCheck)
+{
+    db->missingTables = {"dd_code_location"};
+    bucket.init(db, false);
+    EXPECT_EQ(lines_t{"m_ddCodeLocationTable"}, assertions.take());
+    listLocation(1, 100);
+    bucket.flush(db);
+    const lines_t fired = assertions.take();
+    ASSERT_FALSE(fired.empty());
+    EXPECT_EQ("m_codeLocationsToAdd.empty() || m_ddCodeLocationTable && m_ddCallsiteTable",
+              fired[0]);
+    EXPECT_EQ(1u, db->table("dd_callsite").rows.size()) << "the callsite is written all the same";
 }
 
 } // namespace

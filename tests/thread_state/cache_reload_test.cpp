@@ -76,6 +76,24 @@ TEST_F(CacheReload, WithStacksOffThreeDottedColumnsFollow)
     EXPECT_FALSE(bucket(0).m_linkCallsiteParents);
 }
 
+TEST_F(CacheReload, EveryColumnAndTheQueryAreAskedForWithTheSameFixedArguments)
+{
+    stacksOff();
+    open();
+    EXPECT_EQ((std::set<std::string>{"0 none 1 0 ''"}), db->query->columnArguments);
+    EXPECT_EQ("0 '' ''", db->query->executeArguments);
+}
+
+TEST_F(CacheReload, AQueryThatCannotRunLeavesTheBucketsEmptyAndTellsNothing)
+{
+    const LogCapture logged;
+    db->query->rows = {row{{"rowid", key(31)}}};
+    db->query->unable = true;
+    open();
+    EXPECT_EQ(0u, cached());
+    EXPECT_TRUE(logged.entries().empty());
+}
+
 TEST_F(CacheReload, AnEmptyTableLeavesTheBucketsEmptyAndNoCheckFires)
 {
     const LogCapture logged;

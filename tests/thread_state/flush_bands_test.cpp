@@ -76,6 +76,23 @@ TEST_F(FlushBands, WithBothFieldsUnsetThereAre65536EntriesAndTheFollowerOverwrit
     }
 }
 
+TEST_F(FlushBands, ARefusedBandFiresNothingAndItsRowIsWritten)
+{
+    const ScopedEnvironment on(loadToSqlite, "1");
+    bandTable->refusing = true;
+    context.m_rateBandField = 0;
+    context.m_nextAttrBandField = 1;
+    open();
+    ThreadInfo thread(&context, Index(100), 1, true, Index(200));
+    sample(thread, 1000, add(attribute(1, 1)), 5);
+    sample(thread, 1400, add(attribute(2, 2)), 8);
+    passAndFlush();
+    thread.finish(1);
+    EXPECT_EQ(lines_t{}, assertions.take());
+    EXPECT_EQ(2u, bandTable->bands.size());
+    EXPECT_EQ(2u, container->rows.size());
+}
+
 TEST_F(FlushBands, WithTheVariableOffNoBandIsAdded)
 {
     context.m_loadInstanceDataToSqlite = false;

@@ -1,4 +1,5 @@
 #include "support/context_fixture.h"
+#include "support/fake_perf_database.h"
 #include "support/scoped_environment.h"
 
 namespace samplefold_test {
@@ -97,26 +98,14 @@ TEST_F(LoaderContextTest, ASecondSetDbReplacesTheFirst)
     EXPECT_EQ(&other->table("dd_callsite"), context.m_ddCallsiteTable.get());
 }
 
-class FakePerfDatabase : public rowvault1::IPerfDatabase {
-public:
-    tb2::sptr_t<rowvault1::IGrouperInstanceTableDef> getInstanceTableDef(const char*, int) override
-    {
-        return {};
-    }
-    void bindInstanceTable(const tb2::sptr_t<rowvault1::IGrouperInstanceTableDef>&, const char*,
-                           int, const char*, const char*, const char*) override
-    {
-    }
-};
-
 TEST_F(LoaderContextTest, SetResultKeepsTheResultAlive)
 {
-    auto result = tb2::make_counted<FakePerfDatabase>();
+    auto result = tb2::make_counted<FakePerfDatabase>(log);
     const auto* const raw = result.get();
     context.setResult(result);
     result.reset();
     ASSERT_EQ(raw, context.m_result.get());
-    EXPECT_TRUE(context.m_result->getInstanceTableDef("x", 3).is_null()) << "still callable";
+    EXPECT_FALSE(context.m_result->getInstanceTableDef("x", 3).is_null()) << "still callable";
 }
 
 TEST_F(LoaderContextTest, AddPmuDataStoresACopyAtAStableAddress)

@@ -65,6 +65,14 @@ TEST_F(ThreadInterval, TheLoopRunsOverTheValuesAndMoreAttributesAreLeftAside)
     EXPECT_EQ(900u, thread.lastTsc()) << "the ticks are noted all the same";
 }
 
+TEST_F(ThreadInterval, AnIntervalWithinWhatWasSeenLeavesTheFirstAndTheLastTick)
+{
+    thread.addSample(100, 900, attrs, values, 7);
+    thread.addSample(500, 800, attrs, values, 7);
+    EXPECT_EQ(101u, thread.firstTsc());
+    EXPECT_EQ(900u, thread.lastTsc());
+}
+
 TEST_F(ThreadInterval, OpenSamplesAndTheirChainsAreLeftAlone)
 {
     sample(thread, 100, attrs[0], 1);

@@ -104,6 +104,18 @@ TEST_F(ThreadSample, ExtensionsInTheUpperHalfOfTheRangeKeepTheirTopBit)
     EXPECT_EQ(bounds_t(0x3FFFFFFFFFFFF000, 0xFFFFFFFFFFFFF000), closeOpen(0xFFFFFFFFFFFFFFFF));
 }
 
+TEST_F(ThreadSample, AnExtensionBeyondTheRangeComesOutAsNone)
+{
+    constexpr std::uint64_t tick = 0xFFFFFFFFFFFFF000;
+    extendFirstInterval(9223372036854775808.0, 2); // 2^64
+    sample(thread, tick, attrs[0], 5);
+    EXPECT_EQ(bounds_t(tick - 5, tick), closeOpen(tick + 5)) << "the length of the second";
+    extendFirstInterval(1e300, 1e300); // infinite
+    sample(thread, tick, attrs[0], 5, 1);
+    sample(thread, tick + 5, attrs[0], 5, 1);
+    EXPECT_EQ(tick - 5, interval(intervals() - 1).start_tsc);
+}
+
 TEST_F(ThreadSample, AFirstTickOfZeroIsNoSampleSoTheNextOneIsTheFirstAgain)
 {
     sample(thread, 0, attrs[0], 5);

@@ -3,6 +3,7 @@
 #include "attribute_table_impl.h"
 #include "band_binding.h"
 #include "band_table_impl.h"
+#include "context_manager_impl.h"
 #include "query_impl.h"
 
 #include <PORTA_2_18/assert.h>
@@ -52,6 +53,11 @@ void PerfDatabaseImpl::bindInstanceTable(const tb2::sptr_t<IGrouperInstanceTable
     PORTA_ASSERT_TEXT(!definition.is_null(), "!definition.is_null()");
     if (definition.is_null() || ownerTable == nullptr) return;
     bindBandData(*m_store, definition->dataName(), ownerTable);
+}
+
+tb2::sptr_t<IContextManager> PerfDatabaseImpl::getContextManager()
+{
+    return tb2::make_counted<ContextManagerImpl>(m_store);
 }
 
 } // namespace rowvault1

@@ -42,6 +42,7 @@ public:
     void bindInstanceTable(const tb2::sptr_t<IGrouperInstanceTableDef>& definition,
                            const char* ownerTable, int flags, const char* ownerName,
                            const char* filter, const char* suffix) override;
+    tb2::sptr_t<IContextManager> getContextManager() override;
 
 private:
     std::shared_ptr<Store> m_store;

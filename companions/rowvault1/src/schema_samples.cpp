@@ -61,9 +61,14 @@ constexpr column_t g_eventType[] = {
     {4, "frequency", s32, "", "1 when sample_period is in samples per second, else 0."},
     {5, "counting", s32, "",
      "1 when rows of the event are explicit intervals without a following sample, else 0."},
+    {6, "uncore_event", s32, "dd_uncore_event_type",
+     "Uncore event that it is; null for events of the cores."},
 };
 
-constexpr column_t g_cpu[] = {{0, "number", s32, "", "Number of the logical CPU, from 0."}};
+constexpr column_t g_cpu[] = {
+    {0, "number", s32, "", "Number of the logical CPU, from 0."},
+    {1, "package", s32, "dd_package", "Package that the CPU is in; null where it is not known."},
+};
 constexpr column_t g_cpuMode[] = {
     {0, "name", text, "", "Name of the mode (user, kernel and so on)."}};
 constexpr column_t g_cpuState[] = {{0, "name", text, "", "Name of the state."}};

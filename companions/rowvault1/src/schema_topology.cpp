@@ -63,6 +63,15 @@ constexpr column_t g_link[] = {
     {5, "display_name", text, "", "Display name of the link."},
 };
 
+constexpr column_t g_eventPlace[] = {
+    {0, "event", s32, "dd_uncore_event_type", "Event, by whose name the places are found."},
+    {1, "package", s32, "dd_package", "Package on which it counts."},
+    {2, "io_channel", s32, "dd_io_channel_info", "Channel that it stands for there, or null."},
+    {3, "io_unit", s32, "dd_io_unit_info", "IO unit that it stands for there, or null."},
+    {4, "mesh_stop", s32, "dd_mesh_stop", "Mesh stop that it stands for there, or null."},
+    {5, "link", s32, "dd_xlk_link_info", "Link that it stands for there, or null."},
+};
+
 constexpr table_t g_tables[] = {
     {"dd_pci_device_info", table_kind_t::attribute, "A row per PCI function.", g_pciDevice},
     {"dd_pci_device_class", table_kind_t::attribute, "A row per class of PCI devices.", g_pciClass},
@@ -72,6 +81,9 @@ constexpr table_t g_tables[] = {
     {"dd_io_unit_info", table_kind_t::attribute, "A row per IO unit.", g_ioUnit},
     {"dd_mesh_stop", table_kind_t::attribute, "A row per stop of the on-chip mesh.", g_meshStop},
     {"dd_xlk_link_info", table_kind_t::attribute, "A row per link between packages.", g_link},
+    {"dd_uncore_event_place", table_kind_t::attribute,
+     "A row per uncore event and package for which a place is known that the event stands for.",
+     g_eventPlace, "event,package"},
 };
 
 } // namespace

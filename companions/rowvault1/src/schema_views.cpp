@@ -190,6 +190,78 @@ SELECT p.pid AS pid, t.tid AS tid, t.name AS thread, nullif(r.bucket, -1) AS cpu
   LEFT JOIN dd_thread AS t ON t.id = r.thread
   LEFT JOIN dd_process AS p ON p.id = t.process)";
 
+constexpr column_t g_coreClasses[] = {
+    {0, "pid", s32, "", "Process id; null for the idle task, like all of the thread."},
+    {1, "tid", s32, "", "Thread id."},
+    {2, "thread", text, "", "Name of the thread."},
+    {3, "class", text, "", "Name of the class; Invalid where the CPU gave none."},
+    {4, "value", s32, "", "Value that came with the first report of the CPU."},
+    {5, "start_tsc", u64, "", "First tick, included."},
+    {6, "end_tsc", u64, "", "Last tick, included."},
+};
+
+constexpr std::string_view g_coreClassesSelect = R"(
+SELECT p.pid AS pid, t.tid AS tid, t.name AS thread, c.name AS class, f.value AS value,
+       b.start_tsc AS start_tsc, b.end_tsc AS end_tsc
+  FROM hw_feedback_data AS b
+  LEFT JOIN dd_thread AS t ON t.id = b.owner
+  LEFT JOIN dd_process AS p ON p.id = t.process
+  LEFT JOIN dd_hw_feedback AS f ON f.id = b.attribute
+  LEFT JOIN dd_hw_feedback_coretier_class AS c ON c.id = f.class)";
+
+constexpr column_t g_uncoreEvents[] = {
+    {0, "event", text, "", "Name of the uncore event, with its unit in brackets."},
+    {1, "package", text, "", "Name of the package."},
+    {2, "io_unit", s32, "", "Number of the IO unit that it counts there; null: it counts none."},
+    {3, "channel", s32, "", "Number of the channel within the unit; null: it counts none."},
+    {4, "mesh_stop", s32, "", "Number of the mesh stop; null: none is known."},
+    {5, "link", text, "", "Name of the link between packages; null: it counts none."},
+    {6, "source", text, "", "What is behind the channel, else the unit, else the mesh stop."},
+    {7, "addresses", text, "", "PCI addresses of the source, joined by commas."},
+    {8, "place", s32, "dd_uncore_event_place", "Row of the event and the package."},
+};
+
+constexpr std::string_view g_uncoreEventsSelect = R"(
+SELECT u.name AS event, p.name AS package, iu.io_unit AS io_unit, ic.channel AS channel,
+       m.tid AS mesh_stop, l.display_name AS link, nullif(s.name, '') AS source,
+       nullif(s.addresses, '') AS addresses, w.id AS place
+  FROM dd_uncore_event_place AS w
+  LEFT JOIN dd_uncore_event_type AS u ON u.id = w.event
+  LEFT JOIN dd_package AS p ON p.id = w.package
+  LEFT JOIN dd_io_channel_info AS ic ON ic.id = w.io_channel
+  LEFT JOIN dd_io_unit_info AS iu ON iu.id = w.io_unit
+  LEFT JOIN dd_mesh_stop AS m ON m.id = w.mesh_stop
+  LEFT JOIN dd_xlk_link_info AS l ON l.id = w.link
+  LEFT JOIN dd_io_traffic_source AS s ON s.id =
+    CASE WHEN ic.id IS NOT NULL THEN ic.traffic_source
+         WHEN iu.id IS NOT NULL THEN iu.traffic_source ELSE m.traffic_source END)";
+
+constexpr column_t g_uncoreCounts[] = {
+    {0, "start_tsc", u64, "", "First tick of the interval."},
+    {1, "end_tsc", u64, "", "Last tick of the interval."},
+    {2, "event", text, "", "Name of the uncore event, with its unit in brackets."},
+    {3, "package", text, "", "Name of the package; null where it is not known."},
+    {4, "cpu", s32, "", "Number of the logical CPU that counted for the package."},
+    {5, "count", s64, "", "Number of events in the interval."},
+    {6, "io_unit", s32, "", "As in uncore_events."},
+    {7, "channel", s32, "", "As in uncore_events."},
+    {8, "mesh_stop", s32, "", "As in uncore_events."},
+    {9, "link", text, "", "As in uncore_events."},
+    {10, "source", text, "", "As in uncore_events."},
+};
+
+constexpr std::string_view g_uncoreCountsSelect = R"(
+SELECT i.start_tsc AS start_tsc, i.end_tsc AS end_tsc, u.name AS event, p.name AS package,
+       c.number AS cpu, i.count AS count, v.io_unit AS io_unit, v.channel AS channel,
+       v.mesh_stop AS mesh_stop, v.link AS link, v.source AS source
+  FROM sample_instance AS i
+  JOIN dd_event_type AS e ON e.id = i.event_type
+  JOIN dd_uncore_event_type AS u ON u.id = e.uncore_event
+  LEFT JOIN dd_cpu AS c ON c.id = i.cpu
+  LEFT JOIN dd_package AS p ON p.id = c.package
+  LEFT JOIN dd_uncore_event_place AS w ON w.event = u.id AND w.package = c.package
+  LEFT JOIN uncore_events AS v ON v.place = w.id)";
+
 constexpr column_t g_processes[] = {
     {0, "process", s32, "dd_process", "Key of the process."},
     {1, "pid", s32, "", "Process id."},
@@ -287,6 +359,12 @@ constexpr view_t g_views[] = {
      g_jitCode},
     {"cpu_running", "A row per span of time in which a thread was on a CPU.", g_cpuRunningSelect,
      g_cpuRunning},
+    {"core_classes", "A row per span of time in which the CPU of a thread reported one class.",
+     g_coreClassesSelect, g_coreClasses},
+    {"uncore_events", "A row per uncore event and package: the places that it stands for.",
+     g_uncoreEventsSelect, g_uncoreEvents},
+    {"uncore_counts", "A row per interval of an uncore event, with its places beside it.",
+     g_uncoreCountsSelect, g_uncoreCounts},
     {"processes", "A row per life of a process.", g_processesSelect, g_processes},
     {"threads", "A row per life of a thread.", g_threadsSelect, g_threads},
     {"modules", "A row per module file.", g_modulesSelect, g_modules},

@@ -233,6 +233,18 @@ TEST_F(Views, TimeOnACpuShowsItsThreadAndNoCpuWhereNoneIsKnown)
               "100|105|worker|6|10|30\n100|105|worker||40|50");
 }
 
+TEST_F(Views, ABandOfHardwareFeedbackShowsItsThreadAndClass)
+{
+    result->finish();
+    shell(
+        "INSERT INTO dd_hw_feedback_coretier_class(id, name) VALUES(1, 'Class_3'), (2, 'Invalid');"
+        "INSERT INTO dd_hw_feedback(id, class, value) VALUES(5, 1, -7), (6, 2, 0);"
+        "INSERT INTO hw_feedback_data(owner, start_tsc, end_tsc, attribute) "
+        "VALUES(1, 10, 30, 5), (NULL, 31, 50, 6)");
+    EXPECT_EQ(shell("SELECT * FROM core_classes ORDER BY start_tsc"),
+              "100|105|worker|Class_3|-7|10|30\n|||Invalid|0|31|50");
+}
+
 TEST_F(Views, FramesCountFromTheLeaf)
 {
     result->finish();
@@ -277,6 +289,44 @@ TEST_F(Views, ColumnsAreThoseOfTheRegistry)
             expected)
             << view.name;
     }
+}
+
+TEST_F(Views, UncoreEventsAndCountsShowThePlacesThatAnEventStandsFor)
+{
+    addRow(*result, "dd_package", {{0, variant_t("package_0")}});
+    addRow(*result, "dd_uncore_event_type", {{0, variant_t("UNC_IIO_X.PART2[UNIT3]")}});
+    addRow(*result, "dd_event_type",
+           {{0, variant_t("x")}, {5, variant_t(1)}, {6, variant_t(1)}}); // the third event
+    addRow(*result, "dd_cpu", {{0, variant_t(9)}, {1, variant_t(1)}});   // the second CPU
+    addRow(*result, "dd_io_traffic_source",
+           {{0, variant_t("card")}, {2, variant_t("0000:3b:00.0")}});
+    addRow(*result, "dd_io_traffic_source",
+           {{0, variant_t("unit")}, {2, variant_t("0000:3b:00.1")}});
+    addRow(*result, "dd_mesh_stop", {{0, variant_t(31)}, {1, variant_t(1)}});
+    addRow(*result, "dd_io_unit_info",
+           {{0, variant_t(3)}, {1, variant_t(1)}, {2, variant_t(1)}, {3, variant_t(2)}});
+    addRow(*result, "dd_io_channel_info",
+           {{0, variant_t(2)}, {1, variant_t(1)}, {2, variant_t(1)}, {3, variant_t(1)}});
+    for (const int cpu : {2, -1}) {
+        const auto record = result->instanceContainer()->createOrphanInstanceRecord();
+        record->setKey(2, 3);
+        record->setKey(3, cpu);
+        record->setInteger(1, 500);
+        record->setInteger(2, 1);
+        record->insert(10);
+    }
+    addRow(*result, "dd_uncore_event_place",
+           {{0, variant_t(1)},
+            {1, variant_t(1)},
+            {2, variant_t(1)},
+            {3, variant_t(1)},
+            {4, variant_t(1)}});
+    result->finish();
+    EXPECT_EQ(shell("SELECT * FROM uncore_events"),
+              "UNC_IIO_X.PART2[UNIT3]|package_0|3|2|31||card|0000:3b:00.0|1");
+    EXPECT_EQ(shell("SELECT * FROM uncore_counts ORDER BY cpu DESC"),
+              "1|10|UNC_IIO_X.PART2[UNIT3]|package_0|9|500|3|2|31||card\n"
+              "1|10|UNC_IIO_X.PART2[UNIT3]|||500|||||");
 }
 
 } // namespace

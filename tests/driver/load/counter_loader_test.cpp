@@ -63,7 +63,7 @@ protected:
         CounterLoader loader(recording, {processes, processRows, attributes, quality}, context);
         loader.load({});
         context.finish(loader.range().second);
-        loader.reportQuality();
+        loader.reportQuality(db());
         books = loader.books();
         return ask(g_rows);
     }

@@ -236,5 +236,49 @@ TEST_F(CounterRoundsTest, WithoutAnyRoundNothingIsKnownOfTheValues)
     expectOnlyDrop(CounterDrop::AfterLastRound, 1);
 }
 
+TEST_F(CounterRoundsTest, MoreThanACounterOfTheUncoreCanCountIsRefused)
+{
+    perfdata::Event uncore;
+    uncore.attr.type = 20;
+    const CounterKey key{&uncore, 0, -1};
+    const auto closeOne = [&](CounterRounds& of, std::uint64_t time) {
+        int taken = 0;
+        of.close(time, [&](const CountedInterval&) { ++taken; });
+        return taken;
+    };
+    // A counter of 48 bits that wrapped round within a second.
+    constexpr std::uint64_t wrapped = std::uint64_t{1} << 48;
+    CounterRounds aware(g_start, 2, {20});
+    aware.add(key, {500 * g_second, g_second, g_second});
+    EXPECT_EQ(closeOne(aware, g_second), 1);
+    aware.add(key, {500 * g_second + wrapped, 2 * g_second, 2 * g_second});
+    EXPECT_EQ(closeOne(aware, 2 * g_second), 0);
+    EXPECT_EQ(aware.dropped(CounterDrop::BeyondCounter), 1U);
+    aware.add(key, {500 * g_second + wrapped + 7, 3 * g_second, 3 * g_second});
+    EXPECT_EQ(closeOne(aware, 3 * g_second), 1) << "the next difference is taken to it";
+
+    CounterRounds other(g_start, 2, {21});
+    other.add(key, {wrapped, g_second, g_second});
+    EXPECT_EQ(closeOne(other, g_second), 1) << "events of other types have no such bound";
+}
+
+TEST_F(CounterRoundsTest, WhatIsRefusedIsToldWithItsCounter)
+{
+    Lines told;
+    rounds.onRefusal([&](const CounterKey& key, CounterDrop reason) {
+        told.push_back(std::to_string(key.thread) +
+                       (isImplausible(reason) ? " false" : " nothing"));
+    });
+    read({5, 100, 100});
+    close(100);
+    read({4, 200, 200});
+    close(200);
+    read({4, 200, 200});
+    close(300);
+    read({4, 200, 200});
+    rounds.finish();
+    EXPECT_EQ(told, (Lines{"7 false", "7 nothing", "7 nothing"}));
+}
+
 } // namespace
 } // namespace samplefold::load

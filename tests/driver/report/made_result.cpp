@@ -29,6 +29,7 @@ enum InstanceKey : std::uint16_t {
     threadKey = 4
 };
 constexpr std::uint16_t g_countColumn = 1;
+constexpr std::uint16_t g_startColumn = 2;
 
 } // namespace
 
@@ -67,6 +68,7 @@ void MadeResultTest::add(const MadeSample& sample)
     record->setKey(cpuKey, sample.cpu.value());
     record->setKey(threadKey, sample.thread.value());
     record->setInteger(g_countColumn, static_cast<std::uint64_t>(sample.count));
+    if (sample.start != 0) record->setInteger(g_startColumn, sample.start);
     m_tick = sample.tick != 0 ? sample.tick : m_tick + 1;
     ASSERT_TRUE(record->insert(m_tick));
     m_result->drain();

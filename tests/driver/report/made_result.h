@@ -32,6 +32,7 @@ struct MadeSample {
     std::int64_t count = 1;
     rowvault1::Index callsite = {}; ///< leaf of its call chain
     std::uint64_t tick = 0;         ///< 0: one more than the one before
+    std::uint64_t start = 0;        ///< first tick of its interval; 0: not told
 };
 
 class MadeResultTest : public ::testing::Test {

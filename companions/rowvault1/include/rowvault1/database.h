@@ -2,6 +2,7 @@
 
 #include <rowvault1/attribute_table.h>
 #include <rowvault1/band_table.h>
+#include <rowvault1/context.h>
 #include <rowvault1/export.h>
 #include <rowvault1/query.h>
 
@@ -41,6 +42,8 @@ public:
     virtual void bindInstanceTable(const tb2::sptr_t<IGrouperInstanceTableDef>& definition,
                                    const char* ownerTable, int flags, const char* ownerName,
                                    const char* filter, const char* suffix) = 0;
+    /// The named values of the result; null where a database keeps none.
+    virtual tb2::sptr_t<IContextManager> getContextManager() { return {}; }
 };
 
 /// A type of the store whose identity is known and whose operations nobody here calls.

@@ -51,6 +51,6 @@ ROWVAULT1_API const column_t* findColumn(const table_t& table, std::string_view 
 ROWVAULT1_API const column_t* findColumn(const table_t& table, std::uint16_t position);
 
 /// Number that is raised when tables or views change in a way that a reader must know of.
-inline constexpr int version = 4;
+inline constexpr int version = 5;
 
 } // namespace rowvault1::schema
