@@ -108,7 +108,7 @@ void runLoad(LoadSettings& settings, int& exitCode)
               << report.dropped << " dropped) into " << report.databasePath << '\n';
     warn(report.messages);
     if (report.fault.empty()) return;
-    std::cerr << "samplefold: " << report.fault << '\n';
+    std::cerr << "samplefold: " << report::printable(report.fault) << '\n';
     exitCode = exitFailure;
 }
 

@@ -2,12 +2,15 @@
 
 #include "cli/command_line.h"
 #include "cli/commands.h"
+#include "report/text_table.h"
 
 #include <CLI/CLI.hpp>
 
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <new>
 #include <string>
 
 namespace {
@@ -36,7 +39,9 @@ int run(int argc, char** argv)
 void tellFailure(const std::exception& error) noexcept
 {
     try {
-        std::cerr << "samplefold: " << firstLine(error.what()) << '\n';
+        const bool isMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
+        const std::string text = isMemory ? "out of memory" : firstLine(error.what());
+        std::cerr << "samplefold: " << samplefold::report::printable(text) << '\n';
     } catch (...) {
         // Nobody is left to be told.
         std::fputs("samplefold: failed\n", stderr);
@@ -47,6 +52,9 @@ void tellFailure(const std::exception& error) noexcept
 
 int main(int argc, char** argv)
 {
+    // Who started the command may ignore it, and that is inherited: the ends of tools that are run
+    // would be lost.
+    std::signal(SIGCHLD, SIG_DFL);
     try {
         return run(argc, argv);
     } catch (const std::exception& error) {

@@ -1,6 +1,7 @@
 #include "cli/commands.h"
 #include "cli/json_output.h"
 #include "cli/topology_options.h"
+#include "report/text_table.h"
 #include "report/topology_report.h"
 #include "topology/result_topology.h"
 
@@ -24,6 +25,10 @@ void load(const TopologySettings& settings)
 {
     const topology::TopologyInput input = topology::readTopologyInput(settings.topology);
     const auto result = rowvault1::openResult(settings.result, rowvault1::open_mode_t::append);
+    // Finishing it would make it look complete.
+    if (result->info("state") != "complete")
+        throw std::runtime_error(settings.result + ": is incomplete, an earlier load was stopped: "
+                                                   "load into a new result");
     topology::TopologyCounts counts;
     try {
         counts = topology::addTopology(*result, input);
@@ -32,7 +37,7 @@ void load(const TopologySettings& settings)
     }
     result->finish();
     for (const std::string& line : topology::warningsOf(counts))
-        std::cerr << "samplefold: warning: " << line << '\n';
+        std::cerr << "samplefold: warning: " << report::printable(line) << '\n';
 }
 
 /// Longer ones are no part of any run.

@@ -36,6 +36,8 @@ void checkTopologyOptions(const topology::TopologyOptions& options, bool sysfsAl
     if (options.isGiven()) return;
     const std::string reason = "goes with --from-dump or --live";
     if (!options.meshStops.empty()) throw CLI::ValidationError("--mesh-stops", reason);
+    if (options.packages != topology::TopologyOptions().packages)
+        throw CLI::ValidationError("--packages", reason);
     if (!sysfsAlone && !options.sysfsRoot.empty())
         throw CLI::ValidationError("--sysfs-root", reason);
 }

@@ -23,6 +23,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace samplefold::load {
 namespace {
@@ -221,6 +222,9 @@ private:
     bool stacksFor(const LoadOptions& options) const;
     void tellRecording(session::QualityLog& quality);
     void loadSamples(session::QualityLog& quality, LoadReport& report);
+    perfdata::DeliveryStats deliver(SampleLoader& samples);
+    void closeBooks(const perfdata::DeliveryStats& stats, const SampleBooks& samples,
+                    const CounterBooks& counters, LoadReport& report);
     void nameCode(const session::SideBandCollector& sideBand, const session::ModuleCatalog& modules,
                   const CodePlaces& places, session::ModuleFiles& files);
 
@@ -315,6 +319,32 @@ void Load::nameCode(const session::SideBandCollector& sideBand,
     names::nameCode(*m_store, files, options, wasSampled, progress);
 }
 
+/// Context switches come only where the recording has any: each costs time.
+perfdata::DeliveryStats Load::deliver(SampleLoader& samples)
+{
+    const bool withSwitches = m_recording.countOf(perfdata::RecordType::Switch) +
+                                  m_recording.countOf(perfdata::RecordType::SwitchCpuWide) !=
+                              0;
+    perfdata::DeliveryOptions delivery;
+    delivery.filter = withSwitches ? perfdata::Deliver::All : perfdata::Deliver::Samples;
+    delivery.progress = progressOf(m_progress, "samples");
+    return m_recording.deliver(samples, delivery);
+}
+
+/// Every sample of the input is a row or a counted drop, or the load does not call itself complete.
+void Load::closeBooks(const perfdata::DeliveryStats& stats, const SampleBooks& samples,
+                      const CounterBooks& counters, LoadReport& report)
+{
+    report.counterValues = counters.values;
+    report.samples = m_recording.countOf(perfdata::RecordType::Sample) + samples.groupExtra +
+                     report.counterValues;
+    report.dropped =
+        stats.badSamples + stats.unknownIdSamples + samples.withoutGrowth + counters.dropped;
+    const StoredSamples stored = readStoredSamples(*m_store, !m_options.storeEachSample);
+    report.rows = stored.rows - m_before.rows;
+    balance(samples, counters, report, m_options, stored.counts - m_before.counts);
+}
+
 void Load::loadSamples(session::QualityLog& quality, LoadReport& report)
 {
     const auto db = m_store->database();
@@ -361,16 +391,10 @@ void Load::loadSamples(session::QualityLog& quality, LoadReport& report)
     CpuTimes cpuTimes(db, processes, processRows, m_recording);
     SampleLoader samples(m_recording, {processes, processRows, attributes, quality}, context,
                          stacks, cpuTimes, withBranches);
-    perfdata::DeliveryOptions delivery;
-    const bool withSwitches = m_recording.countOf(perfdata::RecordType::Switch) +
-                                  m_recording.countOf(perfdata::RecordType::SwitchCpuWide) !=
-                              0;
-    delivery.filter = withSwitches ? perfdata::Deliver::All : perfdata::Deliver::Samples;
-    delivery.progress = progressOf(m_progress, "samples");
-    const perfdata::DeliveryStats stats = m_recording.deliver(samples, delivery);
+    const perfdata::DeliveryStats stats = deliver(samples);
     samples.finish();
     CounterLoader counters(m_recording, {processes, processRows, attributes, quality}, context,
-                           platform.uncoreTypes);
+                           m_info.lastTick().value_or(0));
     counters.load(progressOf(m_progress, "counters"));
     if (!m_recording.timeRange() && counters.range().first != counters.range().second)
         m_info.widenTimes(counters.range());
@@ -378,6 +402,7 @@ void Load::loadSamples(session::QualityLog& quality, LoadReport& report)
     context.finish(std::max(samples.lastTick(), counters.range().second));
     HwFeedbackLoader feedback(m_recording, processes, processRows, context);
     feedback.load(m_feedback);
+    m_feedback.reports = std::vector<HwFeedbackReport>(); // naming needs the memory
 
     const topology::TopologyCounts topologyCounts =
         topology::completeTopology(*m_store, m_topology ? &*m_topology : nullptr, quality);
@@ -393,15 +418,7 @@ void Load::loadSamples(session::QualityLog& quality, LoadReport& report)
     feedback.reportQuality(quality);
     jit.reportQuality();
     noteDrops(stats, quality);
-    const SampleBooks& books = samples.books();
-    report.counterValues = counters.books().values;
-    report.samples =
-        m_recording.countOf(perfdata::RecordType::Sample) + books.groupExtra + report.counterValues;
-    report.dropped =
-        stats.badSamples + stats.unknownIdSamples + books.withoutGrowth + counters.books().dropped;
-    const StoredSamples stored = readStoredSamples(*m_store, !m_options.storeEachSample);
-    report.rows = stored.rows - m_before.rows;
-    balance(books, counters.books(), report, m_options, stored.counts - m_before.counts);
+    closeBooks(stats, samples.books(), counters.books(), report);
 }
 
 } // namespace

@@ -12,7 +12,8 @@ constexpr std::uint32_t g_largestBaseFamily = 15;
 std::string recordedPmuName(const perfdata::Features& features)
 {
     for (const perfdata::PmuCaps& caps : features.pmuCaps) {
-        if (!caps.pmu.empty() && caps.pmu != "cpu") continue;
+        // A machine with two kinds of cores names both; the larger ones stand for it.
+        if (!caps.pmu.empty() && caps.pmu != "cpu" && caps.pmu != "cpu_core") continue;
         for (const auto& [name, value] : caps.caps) {
             if (name == "pmu_name") return value;
         }

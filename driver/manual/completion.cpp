@@ -34,7 +34,7 @@ void writeValues(std::ostream& out, CLI::App& app, const std::string& command)
             patterns.push_back(command + ":" + name);
         out << "        " << joined(patterns, "|") << ")\n            ";
         if (option.choices.empty())
-            out << "COMPREPLY=($(compgen -f -- \"$word\"))";
+            out << "mapfile -t COMPREPLY < <(compgen -f -- \"$word\")";
         else
             out << "COMPREPLY=($(compgen -W '" << joined(option.choices, " ") << "' -- \"$word\"))";
         out << "\n            return ;;\n";
@@ -81,7 +81,7 @@ std::string bashCompletion(CLI::App& app, const std::string& program)
         << "    if [[ $word == -* || -z $command ]]; then\n"
         << "        COMPREPLY=($(compgen -W \"$words\" -- \"$word\"))\n"
         << "    else\n"
-        << "        COMPREPLY=($(compgen -f -- \"$word\"))\n"
+        << "        mapfile -t COMPREPLY < <(compgen -f -- \"$word\")\n"
         << "    fi\n}\n"
         << "complete -o filenames -F _" << program << " " << program << '\n';
     return out.str();

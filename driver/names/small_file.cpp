@@ -1,7 +1,7 @@
 #include "names/small_file.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
+#include <toolbelt2/regular_file.h>
+
 #include <unistd.h>
 
 #include <array>
@@ -10,25 +10,6 @@
 
 namespace samplefold::names {
 namespace {
-
-class Descriptor {
-public:
-    explicit Descriptor(const std::string& path)
-        : m_number(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
-    {
-    }
-    ~Descriptor()
-    {
-        if (m_number >= 0) close(m_number);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int number() const { return m_number; }
-
-private:
-    int m_number;
-};
 
 std::nullopt_t failed(std::string& fault, int error)
 {
@@ -41,17 +22,16 @@ std::nullopt_t failed(std::string& fault, int error)
 std::optional<std::string> readSmallFile(const std::string& path, std::size_t mostBytes,
                                          std::string& fault)
 {
-    const Descriptor file(path);
-    struct stat status {};
-    if (file.number() < 0 || fstat(file.number(), &status) != 0) return failed(fault, errno);
-    if (!S_ISREG(status.st_mode)) {
+    const tb2::regular_file_t file(path);
+    if (!file.isOpen() && file.error() != 0) return failed(fault, file.error());
+    if (!file.isOpen()) {
         fault = "is no regular file";
         return std::nullopt;
     }
     std::string content;
     std::array<char, 65536> block;
     for (;;) {
-        const ssize_t got = read(file.number(), block.data(), block.size());
+        const ssize_t got = read(file.descriptor(), block.data(), block.size());
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) return failed(fault, errno);
         if (got == 0) return content;

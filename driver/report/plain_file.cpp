@@ -1,7 +1,5 @@
 #include "report/plain_file.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,47 +14,14 @@ constexpr std::size_t g_blockBytes = std::size_t{1} << 18;
 
 } // namespace
 
-/// Looked at before it is opened, since opening a device may already do something, and once more
-/// behind that, since the name may have got another file meanwhile.
-PlainFile::PlainFile(const std::string& path)
+PlainFile::PlainFile(const std::string& path) : m_file(path), m_left(m_file.size())
 {
     if (path.find('\0') != std::string::npos) {
-        fail("its name is none of a file");
-        return;
+        m_problem = "its name is none of a file";
+    } else if (!m_file.isOpen()) {
+        m_isMissing = m_file.error() == ENOENT || m_file.error() == ENOTDIR;
+        m_problem = m_file.error() != 0 ? std::strerror(m_file.error()) : "it is no regular file";
     }
-    if (!look(path)) return;
-    m_fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    if (m_fd < 0) {
-        fail();
-        return;
-    }
-    look({});
-}
-
-PlainFile::~PlainFile()
-{
-    if (m_fd >= 0) ::close(m_fd);
-}
-
-bool PlainFile::fail(const char* what)
-{
-    m_isMissing = what == nullptr && (errno == ENOENT || errno == ENOTDIR);
-    m_problem = what != nullptr ? what : std::strerror(errno);
-    m_left = 0;
-    return false;
-}
-
-/// At the open file for an empty path.
-bool PlainFile::look(const std::string& path)
-{
-    struct stat status = {};
-    const int failed =
-        path.empty() && m_fd >= 0 ? ::fstat(m_fd, &status) : ::stat(path.c_str(), &status);
-    if (failed != 0) return fail();
-    if (!S_ISREG(status.st_mode)) return fail("it is no regular file");
-    m_size = m_left = static_cast<std::uint64_t>(status.st_size);
-    m_mode = status.st_mode & 07777U;
-    return true;
 }
 
 std::size_t PlainFile::read(std::span<char> bytes)
@@ -64,10 +29,11 @@ std::size_t PlainFile::read(std::span<char> bytes)
     const std::size_t wanted = std::min<std::uint64_t>(bytes.size(), m_left);
     std::size_t filled = 0;
     while (filled < wanted) {
-        const ssize_t got = ::read(m_fd, bytes.data() + filled, wanted - filled);
+        const ssize_t got = ::read(m_file.descriptor(), bytes.data() + filled, wanted - filled);
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) {
-            fail();
+            m_problem = std::strerror(errno);
+            m_left = 0;
             return 0;
         }
         if (got == 0) break;

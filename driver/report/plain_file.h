@@ -1,5 +1,7 @@
 #pragma once
 
+#include <toolbelt2/regular_file.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -13,29 +15,21 @@ namespace samplefold::report {
 class PlainFile {
 public:
     explicit PlainFile(const std::string& path);
-    ~PlainFile();
-    PlainFile(const PlainFile&) = delete;
-    PlainFile& operator=(const PlainFile&) = delete;
 
     /// Why it cannot be opened or read, without its path; empty while all is well.
     const std::string& problem() const { return m_problem; }
     /// There is no file of that name, as opposed to one that cannot be read.
     bool isMissing() const { return m_isMissing; }
-    std::uint64_t size() const { return m_size; }
-    mode_t mode() const { return m_mode; }
+    std::uint64_t size() const { return m_file.size(); }
+    mode_t mode() const { return m_file.mode(); }
 
     /// The next bytes, as many as there are room for and the file had when it was opened. 0 at the
     /// end, and with a problem set when it cannot be read.
     std::size_t read(std::span<char> bytes);
 
 private:
-    bool fail(const char* what = nullptr);
-    bool look(const std::string& path);
-
-    int m_fd = -1;
-    std::uint64_t m_size = 0;
-    std::uint64_t m_left = 0;
-    mode_t m_mode = 0;
+    tb2::regular_file_t m_file;
+    std::uint64_t m_left;
     bool m_isMissing = false;
     std::string m_problem;
 };

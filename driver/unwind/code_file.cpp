@@ -2,11 +2,10 @@
 
 #include "unwind/slim_image.h"
 
-#include <fcntl.h>
+#include <toolbelt2/regular_file.h>
+
 #include <gelf.h>
 #include <libelf.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -25,20 +24,15 @@ constexpr std::array<std::string_view, 3> g_tables{".eh_frame", ".eh_frame_hdr",
 /// A file and its ELF descriptor, ended together.
 class OpenElf {
 public:
-    explicit OpenElf(const std::string& path)
+    explicit OpenElf(const std::string& path) : m_file(path)
     {
-        // Looked at first, since opening a device may already do something.
-        struct stat status = {};
-        if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return;
-        m_fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-        if (m_fd < 0 || ::fstat(m_fd, &status) != 0 || !S_ISREG(status.st_mode)) return;
+        if (!m_file.isOpen()) return;
         ::elf_version(EV_CURRENT);
-        m_elf = ::elf_begin(m_fd, ELF_C_READ, nullptr);
+        m_elf = ::elf_begin(m_file.descriptor(), ELF_C_READ, nullptr);
     }
     ~OpenElf()
     {
         if (m_elf != nullptr) ::elf_end(m_elf);
-        if (m_fd >= 0) ::close(m_fd);
     }
     OpenElf(const OpenElf&) = delete;
     OpenElf& operator=(const OpenElf&) = delete;
@@ -46,7 +40,7 @@ public:
     ::Elf* get() const { return m_elf; }
 
 private:
-    int m_fd = -1;
+    tb2::regular_file_t m_file;
     ::Elf* m_elf = nullptr;
 };
 

@@ -35,6 +35,9 @@ class Refused(SystemTest):
     def test_a_missing_file(self):
         self.refuse(self.folder / "missing", "No such file or directory")
 
+    def test_a_name_with_control_characters_is_shown_escaped(self):
+        self.refuse("\x1b[31m\x07.data", "\\x1b[31m\\x07.data")
+
     def test_a_file_of_a_big_endian_machine(self):
         content = GOOD.load("perf.data")
         (self.folder / "in").write_bytes(content[7::-1] + content[8:])

@@ -67,12 +67,13 @@ class Completion(SystemTest):
         folder = self.scratch() / "folder"
         folder.mkdir(exist_ok=True)
         (folder / "some.data").touch()
+        (folder / "two words").touch()
         script = ('source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _samplefold; '
                   'printf "%s\\n" "${COMPREPLY[@]}"')
         done = subprocess.run(["bash", "-u", "-c", script, str(FOLDER / "completions/samplefold"), "samplefold", *words],
                               cwd=folder, capture_output=True, text=True, check=False)
         self.assertEqual((done.returncode, done.stderr), (0, ""), words)
-        return done.stdout.split()
+        return done.stdout.splitlines()
 
     def test_the_first_word_is_a_command_or_an_option(self):
         self.assertEqual(set(self.complete("")), set(commands()) | options() | {"-h"})
@@ -90,3 +91,7 @@ class Completion(SystemTest):
     def test_other_words_are_paths(self):
         self.assertEqual(self.complete("load", "so"), ["some.data"])
         self.assertEqual(self.complete("load", "--symbols", "so"), ["some.data"])
+
+    def test_a_path_with_blanks_stays_one_word(self):
+        self.assertEqual(self.complete("load", "tw"), ["two words"])
+        self.assertEqual(self.complete("load", "--symbols", "tw"), ["two words"])

@@ -1,8 +1,10 @@
 """The topology of machines: against lspci on the same dump, and against one that was written by hand."""
 
+import contextlib
 import json
 import re
 import shutil
+import sqlite3
 import subprocess
 import unittest
 
@@ -108,6 +110,17 @@ class Machines(MachineTest):
         self.assertEqual(result.value(self.result, "SELECT count(*) FROM dd_pci_device_info"), len(MACHINE))
         self.assertEqual(result.value(self.result, "SELECT value FROM load_info WHERE key = 'state'"), "complete")
 
+    def test_an_incomplete_result_takes_no_topology_and_stays_incomplete(self):
+        with contextlib.closing(sqlite3.connect(self.result / "result.sqlite")) as database, database:
+            database.execute("UPDATE dd_load_info SET value = 'incomplete' WHERE key = 'state'")
+        self.assert_one_line(self.topology("--from-dump", self.dump), str(self.result), "is incomplete")
+        self.assertEqual(result.value(self.result, "SELECT value FROM load_info WHERE key = 'state'"), "incomplete")
+
+    def test_packages_without_an_inventory_are_wrong_usage(self):
+        outcome = self.topology("--packages", "2")
+        self.assertEqual(outcome.code, command.USAGE)
+        self.assertIn("--packages: goes with --from-dump or --live", outcome.err)
+
     def test_a_result_without_one_says_how_to_get_it(self):
         outcome = self.topology()
         self.assertEqual(outcome.code, command.FAILED)
@@ -125,7 +138,7 @@ class Machines(MachineTest):
         stops = self.stops("0 1 2\nnonsense\n")
         outcome = self.topology("--from-dump", self.dump, "--mesh-stops", stops)
         self.assertEqual((outcome.code, outcome.err), (
-            command.FAILED, f"samplefold: {stops}: line 2: is not of the form PACKAGE UNIT TID\n"))
+            command.FAILED, f"samplefold: {stops}:2: is not of the form PACKAGE UNIT TID\n"))
         self.assertEqual(result.value(self.result, "SELECT count(*) FROM dd_pci_device_info"), 0)
 
     def test_ten_thousand_functions_are_taken(self):

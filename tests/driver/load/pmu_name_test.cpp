@@ -14,6 +14,13 @@ TEST(PmuName, TheRecordedNameOfTheCorePmuGoesFirst)
     EXPECT_EQ(pmuNameOf(features), "recorded");
 }
 
+TEST(PmuName, OfTwoKindsOfCoresTheLargerOnesStandForTheMachine)
+{
+    perfdata::Features features;
+    features.pmuCaps = {{"cpu_atom", {{"pmu_name", "small"}}}, {"cpu_core", {{"pmu_name", "large"}}}};
+    EXPECT_EQ(pmuNameOf(features), "large");
+}
+
 TEST(PmuName, AFamilyThatTheSignatureDoesNotTellApartHasNone)
 {
     perfdata::Features features;
