@@ -13,6 +13,9 @@ class EventListReader {
 public:
     void take(char letter)
     {
+        // One in the event file would end its line, or what a terminal shows of it.
+        if (isControl(letter) && letter != '\t' && letter != '\r')
+            throw ToolError("a control character stands in an event");
         if (letter == '/') m_betweenSlashes = !m_betweenSlashes;
         if (m_betweenSlashes) {
             m_word += letter;

@@ -73,21 +73,24 @@ void addCoreSection(EventPlan& plan, const std::vector<Events>& sets, const Core
     plan.sections.push_back({"Core " + corePmu, packGroups(sets, fits)});
 }
 
+/// Puts the set behind the group's events, unless they do not fit together. The group may be large:
+/// it is not copied.
+bool joins(Events& group, const Events& set, const fits_t& fits)
+{
+    const std::size_t before = group.size();
+    group.insert(group.end(), set.begin(), set.end());
+    if (fits(group)) return true;
+    group.resize(before);
+    return false;
+}
+
 } // namespace
 
 std::vector<Events> packGroups(const std::vector<Events>& sets, const fits_t& fits)
 {
     std::vector<Events> groups;
     for (const Events& set : sets) {
-        if (!groups.empty()) {
-            Events together = groups.back();
-            together.insert(together.end(), set.begin(), set.end());
-            if (fits(together)) {
-                groups.back() = std::move(together);
-                continue;
-            }
-        }
-        groups.push_back(set);
+        if (groups.empty() || !joins(groups.back(), set, fits)) groups.push_back(set);
     }
     return groups;
 }

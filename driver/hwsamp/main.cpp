@@ -8,6 +8,8 @@
 #include "hwsamp/running_cpu.h"
 #include "hwsamp/text_file.h"
 
+#include <PORTA_2_18/printable.h>
+
 #include <exception>
 #include <filesystem>
 #include <iostream>
@@ -21,9 +23,10 @@ constexpr int g_done = 0;
 constexpr int g_failed = 1;
 constexpr int g_wrongUsage = 2;
 
+/// One line, whatever control characters stand in names.
 void complain(const std::string& text)
 {
-    std::cerr << "hwsamp: " << text << '\n';
+    std::cerr << "hwsamp: " << PORTA_2_18::generic::printable(text) << '\n';
 }
 
 std::string fileBesideProgram(const char* name)

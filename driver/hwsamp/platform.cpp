@@ -1,5 +1,7 @@
 #include "hwsamp/platform.h"
 
+#include "hwsamp/text_file.h"
+
 #include <algorithm>
 #include <ostream>
 #include <sstream>
@@ -11,11 +13,6 @@ bool isPlain(char letter)
 {
     return (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z') ||
            (letter >= '0' && letter <= '9') || letter == '_';
-}
-
-bool isControl(char letter)
-{
-    return static_cast<unsigned char>(letter) < ' ' || letter == '\x7f';
 }
 
 std::string hexadecimal(std::uint64_t number)

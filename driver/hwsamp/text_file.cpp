@@ -35,6 +35,11 @@ std::string_view trimmed(std::string_view text)
     return text.substr(first, text.find_last_not_of(g_blanks) - first + 1);
 }
 
+bool isControl(char letter)
+{
+    return static_cast<unsigned char>(letter) < ' ' || letter == '\x7f';
+}
+
 std::vector<text_line_t> linesOf(std::string_view content)
 {
     std::vector<text_line_t> lines;

@@ -33,4 +33,7 @@ std::vector<text_line_t> linesOf(std::string_view content);
 /// The text without blanks, tabs and carriage returns at its ends.
 std::string_view trimmed(std::string_view text);
 
+/// True for control characters of ASCII, blanks of any kind but ' ' among them.
+bool isControl(char letter);
+
 } // namespace samplefold::hwsamp

@@ -47,8 +47,7 @@ constexpr DropText g_dropTexts[] = {
      Severity::dataLoss},
     {CounterDrop::BeyondTime, "counter values of more time on CPUs than the round had",
      "their counts cannot be right; record again", Severity::dataLoss},
-    {CounterDrop::BeyondCounter,
-     "counter values beyond what a counter of the uncore can count in the time",
+    {CounterDrop::BeyondCounter, "counter values beyond what a counter can count in the time",
      "their counts cannot be right: the counter wrapped round or was set anew; shorter intervals "
      "(-I) lose less",
      Severity::dataLoss},
@@ -66,11 +65,13 @@ constexpr DropText g_dropTexts[] = {
 static_assert(std::size(g_dropTexts) == static_cast<std::size_t>(CounterDrop::Last));
 
 /// Rounds count from the start of the run. It gets a tick above 0, since that is no tick; in a
-/// recording that has other times as well, their first.
-std::uint64_t startOf(const perfdata::Recording& recording)
+/// recording that has other times as well, their first; else the run goes on from the last tick
+/// that the result has.
+std::uint64_t startOf(const perfdata::Recording& recording, std::uint64_t lastTick)
 {
     const auto range = recording.timeRange();
-    return range ? std::clamp<std::uint64_t>(range->first, 1, std::uint64_t{1} << 62) : 1;
+    const std::uint64_t before = recording.isCountingRun() ? lastTick : 0;
+    return std::clamp<std::uint64_t>(range ? range->first : before, 1, std::uint64_t{1} << 62);
 }
 
 std::uint32_t cpusOf(const perfdata::Recording& recording)
@@ -83,9 +84,9 @@ std::uint32_t cpusOf(const perfdata::Recording& recording)
 
 CounterLoader::CounterLoader(const perfdata::Recording& recording,
                              const SampleLoader::Session& session, ProfileContext& context,
-                             const std::set<std::uint32_t>& uncoreTypes)
+                             std::uint64_t lastTick)
     : m_recording(recording), m_session(session), m_context(context),
-      m_rounds(startOf(recording), cpusOf(recording), uncoreTypes)
+      m_rounds(startOf(recording, lastTick), cpusOf(recording))
 {
     m_machine.pid = -1;
     m_machine.life = g_machineLife;
@@ -191,7 +192,7 @@ Thread& CounterLoader::threadOf(std::int32_t tid)
     if (named != m_threads.end() && thread.name.empty()) thread.name = named->second;
     if (process.name.empty()) process.name = thread.name;
     // The only thread is the command that was run, or one that was asked for by its number.
-    if (m_threads.size() > 1) ++m_guessedProcesses;
+    if (m_threads.size() > 1) m_guessed.insert(tid);
     return thread;
 }
 
@@ -224,7 +225,7 @@ void CounterLoader::reportQuality(const tb2::sptr_t<rowvault1::IDatabase>& db)
         "counts scaled up for the time in which their counter was not running", m_extrapolated,
         "count fewer events at once, so that each has a counter of the CPU", Severity::info);
     m_session.quality.add(
-        "counted threads whose process the recording does not name", m_guessedProcesses,
+        "counted threads whose process the recording does not name", m_guessed.size(),
         "each stands as a process of its own; add up those that belong together", Severity::info);
 }
 

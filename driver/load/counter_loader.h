@@ -34,9 +34,10 @@ struct CounterBooks {
 /// thread only.
 class CounterLoader : public perfdata::RecordSink {
 public:
-    /// The arguments outlive the object. `uncoreTypes` are the types of events of the uncore.
+    /// The arguments outlive the object. `lastTick` is the last tick of what the result holds, 0
+    /// for none: a run whose recording has no times of its own begins there.
     CounterLoader(const perfdata::Recording& recording, const SampleLoader::Session& session,
-                  ProfileContext& context, const std::set<std::uint32_t>& uncoreTypes = {});
+                  ProfileContext& context, std::uint64_t lastTick = 0);
 
     /// Goes through the recording where it has counter values; once.
     void load(const perfdata::ProgressHook& progress);
@@ -83,7 +84,7 @@ private:
     CounterBooks m_books;
     std::uint64_t m_seen = 0; ///< values that could be read
     std::uint64_t m_extrapolated = 0;
-    std::uint64_t m_guessedProcesses = 0;
+    std::set<std::int32_t> m_guessed; ///< threads whose process is not known
 };
 
 /// Notes the unit of each counted event that has one, with the factor from counts to it, for the

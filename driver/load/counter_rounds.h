@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <set>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -50,7 +49,7 @@ enum class CounterDrop {
     RunningBeyondEnabled, ///< a counter cannot run while it is not enabled
     WentDown,             ///< a running total cannot
     BeyondTime,           ///< more time on CPUs than there was
-    BeyondCounter,        ///< more than a counter of the uncore can count in the time
+    BeyondCounter,        ///< more than a counter can count in the time
     TooLarge,             ///< the count has no room in 63 bits
     RoundOutOfTime,       ///< the round does not end after the one before
     SameAfterLastRound,   ///< read once more behind the last round, and not grown
@@ -72,9 +71,8 @@ public:
     using Refuse = std::function<void(const CounterKey&, CounterDrop)>;
 
     /// `start` is the tick at which the run began, not 0. `cpus` is how many the machine has, 0
-    /// where that is not known. `uncoreTypes` are the types of events of the uncore.
-    CounterRounds(std::uint64_t start, std::uint32_t cpus,
-                  std::set<std::uint32_t> uncoreTypes = {});
+    /// where that is not known.
+    CounterRounds(std::uint64_t start, std::uint32_t cpus);
     /// Hears of each value of a known counter that is dropped.
     void onRefusal(Refuse refuse) { m_refuse = std::move(refuse); }
 
@@ -107,6 +105,7 @@ private:
 
     void settle(Counter& counter, const Take& take);
     CounterDrop judge(const Counter& counter, CountedInterval& interval) const;
+    std::uint32_t cpusOf(const CounterKey& key) const;
     bool isBeyondTime(const CountedInterval& interval) const;
     bool isBeyondCounter(const CountedInterval& interval) const;
     void refuse(const Counter& counter, CounterDrop reason);
@@ -114,7 +113,6 @@ private:
     std::uint64_t m_start;
     std::uint64_t m_last;
     std::uint32_t m_cpus;
-    std::set<std::uint32_t> m_uncoreTypes;
     Refuse m_refuse;
     std::vector<Counter> m_counters;
     std::map<CounterKey, std::size_t> m_numbers; ///< in m_counters

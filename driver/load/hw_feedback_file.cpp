@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::size_t g_mostBytes = std::size_t{256} << 20;
 constexpr std::size_t g_fieldCount = 5;
+constexpr std::uint64_t g_mostThread = 4194304; ///< the kernel's limit of process ids
 constexpr std::string_view g_blanks = " \t\r";
 
 using fields_t = std::array<std::string_view, g_fieldCount>;
@@ -82,8 +83,9 @@ std::optional<std::string> readReport(const fields_t& fields, HwFeedbackReport& 
         return "the first field is no tick, a number from 0 to " + std::to_string(mostTick);
     if (!readUpTo(fields[1], mostId, report.cpu))
         return "the second field is no CPU, a number from 0 to " + std::to_string(mostId);
-    if (!readUpTo(fields[2], mostId, report.thread))
-        return "the third field is no thread id, a number from 0 to " + std::to_string(mostId);
+    if (!readUpTo(fields[2], g_mostThread, report.thread))
+        return "the third field is no thread id, a number from 0 to " +
+               std::to_string(g_mostThread);
     if (!readWord(fields[3], report.classWord))
         return "the fourth field is no class word, a number of 64 bits, in hexadecimal behind 0x";
     if (!readNumber(fields[4], 10, report.value))

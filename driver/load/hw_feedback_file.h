@@ -12,7 +12,7 @@ struct HwFeedbackReport {
     std::uint64_t tick = 0;
     std::uint64_t classWord = 0; ///< bit 63: the class is valid; it is the low 8 bits
     std::uint32_t cpu = 0;
-    std::int32_t thread = 0; ///< thread id, 0 for the idle task
+    std::int32_t thread = 0; ///< thread id up to 4194304, 0 for the idle task
     std::int32_t value = 0;
 
     bool operator==(const HwFeedbackReport&) const = default;

@@ -11,6 +11,8 @@ namespace {
 
 constexpr std::int32_t g_idleTask = 0;
 constexpr std::int32_t g_noRow = -1;
+/// A file may name millions, and each is a process in memory.
+constexpr std::uint64_t g_mostUnknownThreads = 65'536;
 
 std::uint64_t startOf(const Thread& thread)
 {
@@ -53,23 +55,29 @@ void HwFeedbackLoader::collectThreads()
     }
 }
 
-/// The newest that began at or before the tick, else the oldest.
-Thread& HwFeedbackLoader::threadAt(std::int32_t tid, std::uint64_t tick)
+/// The newest that began at or before the tick, else the oldest; null for an unknown one where
+/// there are too many of them already.
+Thread* HwFeedbackLoader::threadAt(std::int32_t tid, std::uint64_t tick)
 {
-    std::vector<Thread*>& lives = m_threads[tid];
-    if (lives.empty()) {
+    auto known = m_threads.find(tid);
+    if (known == m_threads.end()) {
+        if (m_unknownThreads == g_mostUnknownThreads) return nullptr;
         ++m_unknownThreads;
-        lives.push_back(&m_processes.at(tid, tick).thread(tid));
+        known = m_threads.emplace(tid, std::vector{&m_processes.at(tid, tick).thread(tid)}).first;
     }
+    const std::vector<Thread*>& lives = known->second;
     const auto later = std::ranges::upper_bound(
         lives, tick, {}, [](const Thread* thread) { return startOf(*thread); });
-    return later == lives.begin() ? **later : **std::prev(later);
+    return later == lives.begin() ? *later : *std::prev(later);
 }
 
 std::int32_t HwFeedbackLoader::rowOf(const HwFeedbackReport& report)
 {
     if (report.thread == g_idleTask) return g_noRow;
-    return m_processRows.row(threadAt(report.thread, report.tick)).value();
+    Thread* const thread = threadAt(report.thread, report.tick);
+    if (thread != nullptr) return m_processRows.row(*thread).value();
+    ++m_reportsOfOthers;
+    return g_noRow;
 }
 
 void HwFeedbackLoader::reportQuality(session::QualityLog& quality) const
@@ -79,6 +87,11 @@ void HwFeedbackLoader::reportQuality(session::QualityLog& quality) const
     quality.add("threads of hardware feedback that the recording does not know", m_unknownThreads,
                 "each stands as a process of its own; record the whole system to have them all",
                 Severity::info);
+    quality.add("reports of hardware feedback of unknown threads behind the first 65536 of these",
+                m_reportsOfOthers,
+                "their bands belong to no thread; record the whole system, and check that the "
+                "reports are of the recorded machine",
+                Severity::dataLoss);
     quality.add("hardware feedback before or behind the recording", m_outside,
                 "nothing to do where the reports began earlier or ended later; else give their "
                 "ticks by the clock of the recording",

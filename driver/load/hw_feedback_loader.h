@@ -15,8 +15,8 @@ namespace samplefold::load {
 
 /// Hands reports of hardware feedback to the context, which folds them into bands on the timelines
 /// of threads. A thread id means the thread that had it at the tick of the report; one that the
-/// recording does not know becomes a process of that number. Bands of the idle task, which runs on
-/// all CPUs at once, belong to no thread. Loading thread only.
+/// recording does not know becomes a process of that number, the first 65536 of them. Bands of the
+/// idle task, which runs on all CPUs at once, belong to no thread. Loading thread only.
 class HwFeedbackLoader {
 public:
     /// The arguments outlive the object.
@@ -30,7 +30,7 @@ public:
 
 private:
     void collectThreads();
-    session::Thread& threadAt(std::int32_t tid, std::uint64_t tick);
+    session::Thread* threadAt(std::int32_t tid, std::uint64_t tick);
     std::int32_t rowOf(const HwFeedbackReport& report);
 
     const perfdata::Recording& m_recording;
@@ -40,8 +40,9 @@ private:
     /// Lives of each thread id by rising start.
     std::unordered_map<std::int32_t, std::vector<session::Thread*>> m_threads;
     std::uint64_t m_badLines = 0;
-    std::uint64_t m_unknownThreads = 0;
-    std::uint64_t m_outside = 0; ///< reports before or behind the recording
+    std::uint64_t m_unknownThreads = 0;  ///< those that became a process
+    std::uint64_t m_reportsOfOthers = 0; ///< reports of unknown threads behind these
+    std::uint64_t m_outside = 0;         ///< reports before or behind the recording
 };
 
 } // namespace samplefold::load

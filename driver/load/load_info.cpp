@@ -32,7 +32,7 @@ void LoadInfo::widenTimes(const std::optional<std::pair<std::uint64_t, std::uint
     m_store.setInfo("ticks", range ? "recorded" : "numbered");
     if (!range) return;
     const std::uint64_t first = number("first_time").value_or(range->first);
-    const std::uint64_t last = number("last_time").value_or(range->second);
+    const std::uint64_t last = lastTick().value_or(range->second);
     m_store.setInfo("first_time", std::to_string(std::min(first, range->first)));
     m_store.setInfo("last_time", std::to_string(std::max(last, range->second)));
 }

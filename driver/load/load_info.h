@@ -27,6 +27,8 @@ public:
     void add(const std::string& key, std::uint64_t more);
     /// Widens the span of ticks of the result; without a range the ticks number the samples.
     void widenTimes(const std::optional<std::pair<std::uint64_t, std::uint64_t>>& range);
+    /// The last tick of that span; nothing where no load had times.
+    std::optional<std::uint64_t> lastTick() const { return number("last_time"); }
 
 private:
     std::optional<std::uint64_t> number(const std::string& key) const;

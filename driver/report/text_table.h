@@ -1,5 +1,7 @@
 #pragma once
 
+#include <PORTA_2_18/printable.h>
+
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -7,9 +9,7 @@
 
 namespace samplefold::report {
 
-/// `text` with control characters and line breaks shown as \xNN, so that a name out of a profile
-/// cannot move the cursor of a terminal. Letters of other languages stay.
-std::string printable(std::string_view text);
+using PORTA_2_18::generic::printable;
 
 /// A line "title text", with the text behind `width` letters and made printable; nothing for an
 /// empty text.

@@ -4,6 +4,7 @@
 #include "report/sql_rows.h"
 
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <limits>
 
@@ -90,6 +91,11 @@ std::optional<std::uint64_t> infoTick(rowvault1::IResult& result, const char* ke
 double secondsOf(std::uint64_t ticks)
 {
     return static_cast<double>(ticks) / g_ticksPerSecond;
+}
+
+std::uint64_t ticksIn(double seconds)
+{
+    return static_cast<std::uint64_t>(std::llround(seconds * g_ticksPerSecond));
 }
 
 std::string secondsText(double seconds)

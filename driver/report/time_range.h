@@ -36,6 +36,8 @@ std::optional<std::uint64_t> infoTick(rowvault1::IResult& result, const char* ke
 
 /// Seconds of a number of ticks, which are nanoseconds.
 double secondsOf(std::uint64_t ticks);
+/// Whole ticks that come nearest to a number of seconds, which is 0 or more and no more than 1e9.
+std::uint64_t ticksIn(double seconds);
 /// A number of seconds down to the nanosecond, without its unit.
 std::string secondsText(double seconds);
 /// A number of nanoseconds in text as seconds, "1.000000005 s"; the text itself when it is none.

@@ -147,14 +147,40 @@ void hideBehind(std::uint64_t limit, Timeline& timeline)
     threads.resize(limit);
 }
 
+/// Room for what is shown: a row of cells per thread, and one per class of a thread.
+class CellRoom {
+public:
+    CellRoom(const rowvault1::IResult& result, std::size_t binCount)
+        : m_result(result), m_binCount(binCount)
+    {
+    }
+    /// A row of zeros. Throws ReportError where they become too many.
+    std::vector<long double> takeRow()
+    {
+        if (m_binCount > m_left) {
+            throw ReportError(m_result.databasePath() +
+                              ": too many threads for that many bins: give fewer --bins or a "
+                              "--limit");
+        }
+        m_left -= m_binCount;
+        return std::vector<long double>(m_binCount);
+    }
+
+private:
+    const rowvault1::IResult& m_result;
+    std::size_t m_binCount;
+    std::size_t m_left = 10'000'000; ///< 160 MB
+};
+
 /// The bins of the threads that are shown: a second reading, so that the others need none.
 void fillBins(rowvault1::IResult& result, const EventChoice& event, std::uint64_t recordingStart,
               Timeline& timeline)
 {
     const TickBins& bins = timeline.bins;
     std::unordered_map<std::int64_t, ThreadTimeline*> shown;
+    CellRoom room(result, bins.count());
     for (ThreadTimeline& thread : timeline.threads) {
-        thread.counts.resize(bins.count());
+        thread.counts = room.takeRow();
         shown.emplace(thread.thread, &thread);
     }
     const auto find = [&](std::int64_t thread) {
@@ -169,8 +195,9 @@ void fillBins(rowvault1::IResult& result, const EventChoice& event, std::uint64_
     visitCoreClassBands(result, [&](const CoreClassBand& band) {
         ThreadTimeline* const thread = find(band.thread);
         if (thread == nullptr || bins.shareOf(band.start, band.end) <= 0) return;
-        auto& ticks = thread->classes.try_emplace(std::string(band.name)).first->second;
-        ticks.resize(bins.count());
+        std::vector<long double>& ticks =
+            thread->classes.try_emplace(std::string(band.name)).first->second;
+        if (ticks.empty()) ticks = room.takeRow();
         const auto length = static_cast<long double>(band.end - band.start) + 1;
         bins.add(band.start, band.end, length, ticks);
     });

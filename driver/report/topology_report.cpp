@@ -3,6 +3,7 @@
 #include "report/report_error.h"
 #include "report/sql_rows.h"
 #include "report/text_table.h"
+#include "report/time_range.h"
 #include "report/topology_tree.h"
 
 #include <algorithm>
@@ -16,8 +17,6 @@ namespace {
 
 using nlohmann::ordered_json;
 
-constexpr double g_nsPerSecond = 1e9;
-
 /// A topology with the length of the intervals of its counts, in ns.
 struct Shown {
     Topology topology;
@@ -27,10 +26,7 @@ struct Shown {
 Shown shownOf(rowvault1::IResult& result, std::optional<double> seconds)
 {
     Shown shown;
-    if (seconds) {
-        shown.interval =
-            static_cast<std::uint64_t>(std::max(std::round(*seconds * g_nsPerSecond), 1.0));
-    }
+    if (seconds) shown.interval = std::max<std::uint64_t>(ticksIn(*seconds), 1);
     shown.topology = readTopology(result, shown.interval);
     if (shown.topology.packages.empty()) {
         throw ReportError(result.databasePath() +
@@ -55,9 +51,18 @@ std::string countText(const CountedTime& counted)
     return std::to_string(counted.events()) + (rate ? ", " + numberText(*rate) + "/s" : "");
 }
 
-double secondsOf(const Shown& shown, std::uint64_t number)
+/// Where an interval begins, in seconds since the first one.
+double beginOf(const Shown& shown, std::uint64_t number)
 {
-    return static_cast<double>(number) * static_cast<double>(*shown.interval) / g_nsPerSecond;
+    return secondsOf(number * *shown.interval);
+}
+
+/// " (2 values left out: they cannot be true)"
+std::string leftOutText(std::uint64_t values)
+{
+    return " (" + std::to_string(values) +
+           (values == 1 ? " value left out: it cannot be true)"
+                        : " values left out: they cannot be true)");
 }
 
 /// What events counted, a line each, and a line for each interval.
@@ -66,12 +71,11 @@ void writeCounts(const std::vector<UncoreCount>& counts, const Shown& shown,
 {
     for (const UncoreCount& count : counts) {
         out << indent << printable(count.event) << ": " << countText(count.total);
-        if (count.implausible != 0)
-            out << " (" << count.implausible << " values left out: they cannot be true)";
+        if (count.implausible != 0) out << leftOutText(count.implausible);
         out << '\n';
         for (const auto& [number, part] : count.intervals) {
-            out << indent << "  " << numberText(secondsOf(shown, number)) << " s to "
-                << numberText(secondsOf(shown, number + 1)) << " s: " << countText(part) << '\n';
+            out << indent << "  " << numberText(beginOf(shown, number)) << " s to "
+                << numberText(beginOf(shown, number + 1)) << " s: " << countText(part) << '\n';
         }
     }
 }
@@ -156,8 +160,8 @@ ordered_json countsToJson(const std::vector<UncoreCount>& counts, const Shown& s
         entry["implausible_values"] = count.implausible;
         for (const auto& [number, part] : count.intervals) {
             ordered_json interval;
-            interval["from"] = secondsOf(shown, number);
-            interval["to"] = secondsOf(shown, number + 1);
+            interval["from"] = beginOf(shown, number);
+            interval["to"] = beginOf(shown, number + 1);
             interval.update(countedToJson(part));
             entry["intervals"].push_back(std::move(interval));
         }

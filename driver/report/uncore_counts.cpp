@@ -5,8 +5,6 @@
 #include "report/time_range.h"
 
 #include <algorithm>
-#include <limits>
-#include <set>
 
 namespace samplefold::report {
 namespace {
@@ -14,13 +12,14 @@ namespace {
 using row_t = std::span<const tb2::variant_t>;
 __extension__ using wide_t = unsigned __int128;
 
-/// What a table of them could show.
+/// What a table of them could show, and what memory should hold for all events on packages.
 constexpr std::uint64_t g_mostIntervals = 100'000;
+constexpr std::uint64_t g_mostIntervalRows = 2'000'000;
 
 constexpr const char* g_rows =
     "SELECT e.uncore_event, c.package, i.start_tsc, i.end_tsc, i.count FROM sample_instance AS i "
     "JOIN dd_event_type AS e ON e.id = i.event_type "
-    "LEFT JOIN dd_cpu AS c ON c.id = i.cpu WHERE e.uncore_event IS NOT NULL ORDER BY i.end_tsc";
+    "LEFT JOIN dd_cpu AS c ON c.id = i.cpu WHERE e.uncore_event IS NOT NULL ORDER BY i.start_tsc";
 constexpr const char* g_drops =
     "SELECT e.uncore_event, c.package, sum(d.count) FROM dd_counter_drop AS d "
     "JOIN dd_event_type AS e ON e.id = d.event_type "
@@ -40,28 +39,50 @@ struct Row {
     std::uint64_t count = 0;
 };
 
-/// Adds up the rows of one event on one package, which come by their ends.
+/// Intervals of `length` ticks since `first`, and how many of them all events have so far.
+struct Intervals {
+    std::string path; ///< of the result
+    std::uint64_t first = 0;
+    std::uint64_t length = 0; ///< 0 for none
+    std::uint64_t rows = 0;
+};
+
+[[noreturn]] void refuseIntervals(const std::string& path, std::uint64_t most, const char* where)
+{
+    throw ReportError(path + ": --interval makes more than " + std::to_string(most) + " intervals" +
+                      where + ": give a longer one");
+}
+
+/// Adds up the rows of one event on one package, which come by their starts: what lies behind the
+/// last tick so far was not counted yet.
 class Adder {
 public:
-    /// `hasTimes`: the row's ticks are its time. `first` is where intervals of the length
-    /// `interval` start; 0 for none.
-    void add(const Row& row, bool hasTimes, std::uint64_t first, std::uint64_t interval,
-             UncoreCount& target)
+    /// `hasTimes`: the row's ticks are its time. Throws ReportError for too many intervals.
+    void add(const Row& row, bool hasTimes, Intervals& intervals, UncoreCount& target)
     {
         target.total.count += row.count;
         if (!hasTimes || row.end < row.start) return;
         // CPUs that count the same time count it once.
         const std::uint64_t from = m_any ? std::max(row.start, m_last + 1) : row.start;
         if (from <= row.end) target.total.ticks += row.end - from + 1;
-        if (interval != 0) split(row, from, first, interval, target);
+        if (intervals.length != 0) split(row, from, intervals, target);
         m_last = m_any ? std::max(m_last, row.end) : row.end;
         m_any = true;
     }
 
 private:
-    static void split(const Row& row, std::uint64_t from, std::uint64_t first,
-                      std::uint64_t interval, UncoreCount& target)
+    static CountedTime& partOf(UncoreCount& target, std::uint64_t number, Intervals& intervals)
     {
+        const auto [part, isNew] = target.intervals.try_emplace(number);
+        if (isNew && ++intervals.rows > g_mostIntervalRows)
+            refuseIntervals(intervals.path, g_mostIntervalRows, " of all events");
+        return part->second;
+    }
+
+    static void split(const Row& row, std::uint64_t from, Intervals& intervals, UncoreCount& target)
+    {
+        const std::uint64_t first = intervals.first;
+        const std::uint64_t interval = intervals.length;
         const std::uint64_t length = row.end - row.start + 1;
         std::uint64_t given = 0;
         for (std::uint64_t number = (row.start - first) / interval;
@@ -69,7 +90,7 @@ private:
             const std::uint64_t begin = first + number * interval;
             const std::uint64_t end = std::min(row.end, begin + (interval - 1));
             const std::uint64_t until = share(row.count, end - row.start + 1, length);
-            CountedTime& part = target.intervals[number];
+            CountedTime& part = partOf(target, number, intervals);
             part.count += until - given;
             given = until;
             const std::uint64_t newTicks = std::max(from, begin);
@@ -106,8 +127,7 @@ void checkIntervals(rowvault1::IResult& result, std::uint64_t first, std::uint64
     if (result.info("ticks") != "recorded")
         throw ReportError(result.databasePath() + ": has no times, which --interval needs");
     if ((last - first) / interval < g_mostIntervals) return;
-    throw ReportError(result.databasePath() + ": --interval makes more than " +
-                      std::to_string(g_mostIntervals) + " intervals: give a longer one");
+    refuseIntervals(result.databasePath(), g_mostIntervals, "");
 }
 
 std::map<std::int64_t, std::string> namesOfEvents(rowvault1::IResult& result)
@@ -124,7 +144,7 @@ std::map<std::int64_t, std::string> namesOfEvents(rowvault1::IResult& result)
 std::optional<double> CountedTime::rate() const
 {
     if (ticks == 0) return std::nullopt;
-    return static_cast<double>(events()) / (static_cast<double>(ticks) / 1e9);
+    return static_cast<double>(events()) / secondsOf(ticks);
 }
 
 UncoreCounts readUncoreCounts(rowvault1::IResult& result, std::optional<std::uint64_t> interval)
@@ -139,11 +159,12 @@ UncoreCounts readUncoreCounts(rowvault1::IResult& result, std::optional<std::uin
     }
     found.firstTick = ticks ? ticks->first : 0;
     const bool hasTimes = rowsAreSamples(result) && result.info("ticks") == "recorded";
+    Intervals intervals{result.databasePath(), found.firstTick, interval.value_or(0)};
     std::map<EventOnPackage, Adder> adders;
     visitRows(result, g_rows, [&](row_t row) {
         const EventOnPackage key{rowKey(row[0]), rowKey(row[1])};
         const Row values{integerOf(row[2]), integerOf(row[3]), integerOf(row[4])};
-        adders[key].add(values, hasTimes, found.firstTick, interval.value_or(0), found.counts[key]);
+        adders[key].add(values, hasTimes, intervals, found.counts[key]);
     });
     visitRows(result, g_drops, [&](row_t row) {
         found.counts[{rowKey(row[0]), rowKey(row[1])}].implausible += integerOf(row[2]);

@@ -6,9 +6,11 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <map>
 #include <optional>
 #include <sstream>
 #include <string_view>
+#include <utility>
 
 namespace samplefold::topology {
 namespace {
@@ -44,10 +46,19 @@ std::vector<MeshStop> readMeshStops(const std::string& path)
     std::ifstream file(path);
     if (!file) throw MeshStopError(path + ": cannot be read: check the path and its permissions");
     std::vector<MeshStop> stops;
+    std::map<std::pair<int, int>, std::size_t> lines; // of package and unit
     std::string line;
     for (std::size_t number = 1; std::getline(file, line); ++number) {
-        if (const auto stop = parse(line, path + ": line " + std::to_string(number)))
-            stops.push_back(*stop);
+        const std::string place = path + ":" + std::to_string(number);
+        const auto stop = parse(line, place);
+        if (!stop) continue;
+        const auto [first, isNew] = lines.try_emplace({stop->package, stop->unit}, number);
+        if (!isNew) {
+            throw MeshStopError(place + ": tells of package " + std::to_string(stop->package) +
+                                " unit " + std::to_string(stop->unit) + " as line " +
+                                std::to_string(first->second) + " does");
+        }
+        stops.push_back(*stop);
     }
     return stops;
 }

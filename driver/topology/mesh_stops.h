@@ -20,7 +20,7 @@ public:
 
 /// Reads a text with a line "PACKAGE UNIT TID" per IO unit: numbers from 0, decimal or with 0x
 /// before them. Blank lines, and what follows a '#', count for nothing. Throws MeshStopError with
-/// path and line. Any thread.
+/// path and line, for a unit that comes twice as well. Any thread.
 std::vector<MeshStop> readMeshStops(const std::string& path);
 
 } // namespace samplefold::topology

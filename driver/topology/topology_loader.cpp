@@ -83,7 +83,9 @@ std::vector<std::string> warningsOf(const TopologyCounts& counts)
     }
     if (counts.repeated != 0) {
         lines.push_back(std::to_string(counts.repeated) +
-                        " functions were left out, since their addresses come twice");
+                        (counts.repeated == 1
+                             ? " function was left out, since its address comes twice"
+                             : " functions were left out, since their addresses come twice"));
     }
     return lines;
 }

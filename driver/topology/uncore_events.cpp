@@ -2,6 +2,7 @@
 
 #include "topology/uncore_names.h"
 
+#include <cstdint>
 #include <map>
 
 namespace samplefold::topology {
@@ -31,7 +32,6 @@ void storeEvents(const tb2::sptr_t<rowvault1::IDatabase>& db, const perfdata::Re
     for (const perfdata::Event& event : recording.events()) {
         const auto pmu = pmus.find(event.attr.type);
         if (pmu == pmus.end()) continue;
-        platform.uncoreTypes.insert(event.attr.type);
         if (const auto name = uncoreEventName(pmu->second, event.name, event.attr)) {
             platform.rows.uncoreEvents[event.index] = events.findOrAdd({*name});
             platform.hasUncoreEvents = true;

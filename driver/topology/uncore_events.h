@@ -7,8 +7,6 @@
 
 #include <rowvault1/database.h>
 
-#include <cstdint>
-#include <set>
 #include <string>
 
 namespace samplefold::topology {
@@ -16,8 +14,7 @@ namespace samplefold::topology {
 /// What a recording tells of the platform: which of its events are of the uncore, and the packages
 /// of its CPUs.
 struct RecordedPlatform {
-    session::PlatformRows rows;          ///< for AttributeRows
-    std::set<std::uint32_t> uncoreTypes; ///< EventAttr::type of the uncore's PMUs
+    session::PlatformRows rows; ///< for AttributeRows
     bool hasUncoreEvents = false;
 };
 

@@ -1,4 +1,5 @@
 #include "pci_devices_mapping/topology_fixture.h"
+#include "support/fake_database.h"
 
 // The topology phase: what the devices that were given become.
 namespace samplefold_test {
@@ -211,12 +212,32 @@ TEST_F(IoTopology, ASecondLoadWritesEverythingAgain)
 TEST_F(IoTopology, ChannelNumbersAreNotFoldedByTheLoad)
 {
     open();
-    mapping.m_platformModel = 0;
+    mapping.m_platformModel = 108; // on which the event phase folds channels of unit 2
     for (int channel = 0; channel < 5; ++channel)
         add(g_package, 2, channel, {"nic", static_cast<unsigned short>(channel)});
     mapping.loadIoTopology();
     EXPECT_EQ(scratch.rows("dd_io_channel_info", 1),
               (lines_t{"s32:0", "s32:1", "s32:2", "s32:3", "s32:4"}));
+}
+
+TEST_F(IoTopology, OfEachChannelComeDevicesSourceAndRowAndTheUnitsSourceComesLast)
+{
+    const log_ptr_t log = std::make_shared<CallLog>();
+    mapping.initIoTopologyLoading(tb2::make_counted<FakeDatabase>(log));
+    add(g_package, 0, 0, {"nic", 1});
+    add(g_package, 0, 1, {"ssd", 2});
+    mapping.loadIoTopology();
+    lines_t committed;
+    for (const std::string& line : log->take()) {
+        const std::size_t name = line.find(".commit(");
+        if (name != std::string::npos) committed.push_back(line.substr(0, name));
+    }
+    EXPECT_EQ(committed,
+              (lines_t{"dd_io_unit_info", "dd_pci_device_class", "dd_pci_device_info",
+                       "dd_io_traffic_source", "dd_io_channel_info", "dd_pci_device_info",
+                       "dd_io_traffic_source", "dd_io_channel_info", "dd_io_traffic_source"}));
+    EXPECT_EQ(assertions.take(), (lines_t{"!ioUnitRecord.isNull()", "m_pRecord"}))
+        << "the fake gives no row to change";
 }
 
 TEST_F(IoTopology, AnEmptyLoadWritesNothing)

@@ -35,8 +35,23 @@ TEST_F(PciRows, ANewMappingIsEmpty)
                 mapping.m_ioChannelInfoTable.is_null() &&
                 mapping.m_uncoreEventTypeTable.is_null() && mapping.m_meshStopTable.is_null() &&
                 mapping.m_ioUnitInfoTable.is_null() && mapping.m_pciDeviceClassTable.is_null());
-    EXPECT_TRUE(mapping.m_pciDevices.empty() && mapping.m_ioUnitKeys.empty() &&
-                mapping.m_ioChannelKeys.empty() && mapping.m_trafficSourceKeys.empty());
+    const std::pair<const char*, std::size_t> sizes[] = {
+        {"m_pciDevices", mapping.m_pciDevices.size()},
+        {"m_ioUnitKeys", mapping.m_ioUnitKeys.size()},
+        {"m_ioUnitMeshStops", mapping.m_ioUnitMeshStops.size()},
+        {"m_pciClassKeys", mapping.m_pciClassKeys.size()},
+        {"m_trafficSourceKeys", mapping.m_trafficSourceKeys.size()},
+        {"m_meshStopAddresses", mapping.m_meshStopAddresses.size()},
+        {"m_meshStopNames", mapping.m_meshStopNames.size()},
+        {"m_meshStopIoUnits", mapping.m_meshStopIoUnits.size()},
+        {"m_packageIdToDbIndex", mapping.m_packageIdToDbIndex.size()},
+        {"m_ioChannelKeys", mapping.m_ioChannelKeys.size()},
+        {"m_meshStopKeys", mapping.m_meshStopKeys.size()},
+        {"m_ioChannelKeyByEvent", mapping.m_ioChannelKeyByEvent.size()},
+        {"m_ioUnitKeyByEvent", mapping.m_ioUnitKeyByEvent.size()},
+        {"m_meshStopKeyByEvent", mapping.m_meshStopKeyByEvent.size()}};
+    for (const auto& [name, size] : sizes)
+        EXPECT_EQ(size, 0u) << name;
 }
 
 TEST_F(PciRows, TablesAreOpenedInTheirOrder)
@@ -108,18 +123,27 @@ TEST_F(PciRows, FieldsAreWrittenInTheirOrderAndKind)
     mapping.initIoTopologyLoading(tb2::make_counted<FakeDatabase>(log));
     log->take();
     mapping.addPciDeviceRecord(fullDevice(), Index());
-    EXPECT_EQ(
-        log->startingWith("dd_pci_device_info"),
-        (lines_t{"dd_pci_device_info.createOrphanRecord", "dd_pci_device_info[0]=text:nic",
-                 "dd_pci_device_info[1]=s32:-1", "dd_pci_device_info[2]=s32:1",
-                 "dd_pci_device_info[3]=text:10001:3b:1f.7", "dd_pci_device_info[4]=u32:65537",
-                 "dd_pci_device_info[5]=u16:59", "dd_pci_device_info[6]=u16:31",
-                 "dd_pci_device_info[7]=u16:7", "dd_pci_device_info[8]=s32:11",
-                 "dd_pci_device_info[9]=s32:-12", "dd_pci_device_info[10]=s32:14",
-                 "dd_pci_device_info[12]=s32:13", "dd_pci_device_info[14]=text:slot 4",
-                 "dd_pci_device_info[11]=real:2.500000", "dd_pci_device_info[13]=real:8.000000",
-                 "dd_pci_device_info.commit(0,0)->1"}));
-    log->take();
+    EXPECT_EQ(log->take(), (lines_t{"dd_pci_device_class.createOrphanRecord",
+                                    "dd_pci_device_class[0]=text:network",
+                                    "dd_pci_device_class[1]=s32:2",
+                                    "dd_pci_device_class.commit(0,0)->1",
+                                    "dd_pci_device_info.createOrphanRecord",
+                                    "dd_pci_device_info[0]=text:nic",
+                                    "dd_pci_device_info[1]=s32:-1",
+                                    "dd_pci_device_info[2]=s32:1",
+                                    "dd_pci_device_info[3]=text:10001:3b:1f.7",
+                                    "dd_pci_device_info[4]=u32:65537",
+                                    "dd_pci_device_info[5]=u16:59",
+                                    "dd_pci_device_info[6]=u16:31",
+                                    "dd_pci_device_info[7]=u16:7",
+                                    "dd_pci_device_info[8]=s32:11",
+                                    "dd_pci_device_info[9]=s32:-12",
+                                    "dd_pci_device_info[10]=s32:14",
+                                    "dd_pci_device_info[12]=s32:13",
+                                    "dd_pci_device_info[14]=text:slot 4",
+                                    "dd_pci_device_info[11]=real:2.500000",
+                                    "dd_pci_device_info[13]=real:8.000000",
+                                    "dd_pci_device_info.commit(0,0)->1"}));
     mapping.addIoChannelRecord(3, Index(4), Index(5), Index(6), Index());
     EXPECT_EQ(log->take(),
               (lines_t{"dd_io_channel_info.createOrphanRecord", "dd_io_channel_info[0]=s32:3",
@@ -136,6 +160,23 @@ TEST_F(PciRows, FieldsAreWrittenInTheirOrderAndKind)
               (lines_t{"dd_io_traffic_source.createOrphanRecord",
                        "dd_io_traffic_source[0]=text:nic", "dd_io_traffic_source[2]=text:x",
                        "dd_io_traffic_source[3]=s32:5", "dd_io_traffic_source.commit(0,0)->1"}));
+}
+
+TEST_F(PciRows, AMeshStopIsWrittenInTheOrderOfEachPhase)
+{
+    const log_ptr_t log = std::make_shared<CallLog>();
+    mapping.initIoTopologyLoading(tb2::make_counted<FakeDatabase>(log));
+    log->take();
+    mapping.addIoUnitToTidMapping(Index(5), 3, 31);
+    EXPECT_EQ(log->take(),
+              (lines_t{"dd_mesh_stop.createOrphanRecord", "dd_mesh_stop[0]=s32:31",
+                       "dd_mesh_stop[1]=s32:5", "dd_mesh_stop.commit(0,0)->1",
+                       "dd_io_unit_info.createOrphanRecord", "dd_io_unit_info[0]=s32:3",
+                       "dd_io_unit_info[1]=s32:5", "dd_io_unit_info[2]=s32:1",
+                       "dd_io_unit_info[3]=s32:-1", "dd_io_unit_info.commit(0,0)->1"}));
+    mapping.getMeshStopKey(8, Index(5));
+    EXPECT_EQ(log->take(), (lines_t{"dd_mesh_stop.createOrphanRecord", "dd_mesh_stop[1]=s32:5",
+                                    "dd_mesh_stop[0]=s32:8", "dd_mesh_stop.commit(0,0)->2"}));
 }
 
 TEST_F(PciRows, RefusedRowsAreAsserted)
@@ -156,18 +197,37 @@ TEST_F(PciRows, RefusedRowsAreAsserted)
     EXPECT_EQ(assertions.take(), lines_t{"trafficSourceKey.exist()"});
 }
 
+/// What fires where a row cannot be begun: `before`, the null record for each field and once more
+/// at its commit, then `after`.
+lines_t ofANullRow(lines_t before, std::size_t fields, const lines_t& after)
+{
+    before.insert(before.end(), fields + 1, "m_pRecord");
+    before.insert(before.end(), after.begin(), after.end());
+    return before;
+}
+
 TEST_F(PciRows, RowsBeforeTheOpeningAreAsserted)
 {
-    mapping.getPciClassKey("network", 2);
-    EXPECT_EQ(assertions.take().front(), "m_ioTopologyLoadingInitialized");
-    mapping.addPciDeviceRecord(fullDevice(), g_package);
-    EXPECT_EQ(assertions.take().front(), "m_ioTopologyLoadingInitialized");
+    EXPECT_FALSE(mapping.getPciClassKey("network", 2).exist());
+    EXPECT_EQ(assertions.take(),
+              ofANullRow({"m_ioTopologyLoadingInitialized", "m_pciDeviceClassTable"}, 2,
+                         {"classKey.exist()"}));
+    EXPECT_FALSE(mapping.addPciDeviceRecord(fullDevice(), g_package).exist());
+    EXPECT_EQ(assertions.take(),
+              ofANullRow({"m_ioTopologyLoadingInitialized", "m_ioTopologyLoadingInitialized"}, 15,
+                         {"pciDeviceInfoKey.exist()"}))
+        << "the class was asked for before";
     mapping.addIoChannelRecord(0, Index(), g_package, Index(), Index());
-    EXPECT_EQ(assertions.take().front(), "!m_ioChannelInfoTable.is_null()");
+    EXPECT_EQ(assertions.take(),
+              ofANullRow({"!m_ioChannelInfoTable.is_null()"}, 5, {"ioChannelKey.exist()"}));
     mapping.addIoUnitRecord(0, g_package, Index(), "");
-    EXPECT_EQ(assertions.take().front(), "!m_ioUnitInfoTable.is_null()");
+    EXPECT_EQ(assertions.take(),
+              ofANullRow({"!m_ioUnitInfoTable.is_null()"}, 4, {"ioUnitKey.exist()"}));
     mapping.getIoTrafficSourceKey("x", {}, g_package);
-    EXPECT_EQ(assertions.take().front(), "!m_ioTrafficSourceTable.is_null()");
+    EXPECT_EQ(assertions.take(),
+              ofANullRow({"!m_ioTrafficSourceTable.is_null()"}, 3, {"trafficSourceKey.exist()"}));
+    mapping.getMeshStopKey(1, g_package);
+    EXPECT_EQ(assertions.take(), ofANullRow({"!meshStopRec.isNull()"}, 2, {}));
     mapping.loadIoTopology();
     EXPECT_EQ(assertions.take(),
               (lines_t{"m_ioTopologyLoadingInitialized", "m_ioTopologyLoadingInitialized"}));

@@ -67,6 +67,14 @@ TEST_F(PlayedTool, ALineWithoutANameOfTheCpuLosesItsLastBlankAndDoesNotFit)
     EXPECT_EQ(info.getPMU(6, 0x3c, 3), "hsw");
 }
 
+TEST_F(PlayedTool, TabsAndCarriageReturnsAreStrippedLikeBlanks)
+{
+    print("Platform: 1, PMU: skx, Signature: 0x50657, CPU name: \r\n"
+          "Platform: 1, PMU: hsw, Signature: 0x306c3, CPU name: \t\n");
+    EXPECT_EQ(info.getPMU(6, 0x55, 7), "") << "the blank behind the colon goes with them";
+    EXPECT_EQ(info.getPMU(6, 0x3c, 3), "");
+}
+
 TEST_F(PlayedTool, ThePlatformsNumberMayBeMissing)
 {
     print("Platform: , PMU: skx, Signature: 0x50657, CPU name: X\n");

@@ -320,7 +320,7 @@ class Made(SystemTest):
         writer = self.worker().value(7, 100).round(100)
         folder = self.loaded(writer)
         self.load(writer.write(self.scratch() / "more.data"), folder, "--append")
-        self.assertEqual(self.counts(folder), [(2, 101, 7)] * 2)
+        self.assertEqual(self.counts(folder), [(2, 101, 7), (102, 201, 7)])
         self.assertEqual(result.info(folder)["counter_values_in_input"], "2")
         self.assertEqual(result.value(folder, "SELECT count(*) FROM threads WHERE tid = 42"), 1)
 

@@ -139,6 +139,15 @@ class Events(ToolTest):
     def test_a_list_that_makes_no_sense_is_wrong_usage(self):
         self.assertEqual(self.refused(USAGE, "-events", self.folder, "{a"), "{a: a brace is not closed")
 
+    def test_a_newline_in_an_event_forges_no_line(self):
+        self.assertEqual(self.refused(USAGE, "-events", self.folder, "cpu/a\nGroup 7: x/"),
+                         "cpu/a\\x0aGroup 7: x/: a control character stands in an event")
+        self.assertEqual(os.listdir(self.folder), [])
+
+    def test_control_characters_of_names_do_not_reach_the_terminal(self):
+        self.assertEqual(self.refused(FAILED, "-events", self.folder / "\x1b[2J\n", "cycles"),
+                         f"{self.folder}/\\x1b[2J\\x0a: there is no such folder")
+
 
 class Usage(ToolTest):
     def test_help_names_every_option_and_exit_status(self):

@@ -186,7 +186,7 @@ class Machines(UncoreTest):
         self.load(self.folder / "perf.data", self.result, "--append")
         self.assertEqual({table: result.rows(self.result, f"SELECT * FROM {table}") for table in tables}, before)
         tree = places(self.tree())
-        self.assertEqual(tree["package_0"]["channel", 2, 2][NETWORK_NAME][0], 8000)
+        self.assertEqual(tree["package_0"]["channel", 2, 2][NETWORK_NAME], (8000, 2000))
         outcome = command.load(self.folder / "perf.data", self.result, "--append", "--from-dump", self.dump)
         self.assert_one_line(outcome, str(self.result), "has a topology already")
 
@@ -252,11 +252,11 @@ class Doubtful(UncoreTest):
         for name, count in (("package_0", 1000), ("package_1", 10)):
             self.assertEqual((entries[name]["count"], entries[name]["per_second"],
                               entries[name]["implausible_values"]), (count, count, 1))
-        self.assertIn(f"{NETWORK_NAME}: 1000, 1000/s (1 values left out: they cannot be true)", self.topology().out)
+        self.assertIn(f"{NETWORK_NAME}: 1000, 1000/s (1 value left out: it cannot be true)", self.topology().out)
         self.assertEqual(result.rows(self.result, "SELECT c.number, d.reason, d.implausible, d.count "
                                                   "FROM dd_counter_drop d JOIN dd_cpu c ON c.id = d.cpu ORDER BY 1"), [
             (0, "counter values below those of the round before", 1, 1),
-            (2, "counter values beyond what a counter of the uncore can count in the time", 1, 1)])
+            (2, "counter values beyond what a counter can count in the time", 1, 1)])
 
     def test_without_packages_in_the_recording_those_of_the_tree_count(self):
         for cpu, package in enumerate((0, 0, 1, 1)):
@@ -381,5 +381,5 @@ class Options(UncoreTest):
     def test_functions_that_come_twice_are_counted(self):
         self.dump.write_text(dump([*MACHINE, MACHINE[-1]]))
         outcome = command.load(recording().write(self.folder / "perf.data"), self.result, *self.options)
-        self.assertEqual(outcome.warnings, ["1 functions were left out, since their addresses come twice"])
+        self.assertEqual(outcome.warnings, ["1 function was left out, since its address comes twice"])
         self.assertEqual(self.quality()["PCI functions left out, since their addresses come twice"], 1)

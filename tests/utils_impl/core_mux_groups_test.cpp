@@ -6,6 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
 
@@ -158,6 +162,39 @@ TEST_F(CoreMuxGroups, OfAFolderOfThatNameCannotBeRead)
     EXPECT_EQ(g_raised, "tb2::error::FailedTo.Open.The.File(" + folder.path("hwsamp.events") + ")");
     ASSERT_EQ(log.entries().size(), 1u);
     EXPECT_TRUE(log.entries()[0].text.starts_with("!inStream.bad(), at file: "));
+}
+
+/// A socket that stands at a path while it lives.
+class BoundSocket {
+public:
+    explicit BoundSocket(const std::string& path) : m_socket(::socket(AF_UNIX, SOCK_STREAM, 0))
+    {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        m_isBound =
+            ::bind(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    }
+    ~BoundSocket() { ::close(m_socket); }
+    BoundSocket(const BoundSocket&) = delete;
+    BoundSocket& operator=(const BoundSocket&) = delete;
+    bool isBound() const { return m_isBound; }
+
+private:
+    int m_socket;
+    bool m_isBound = false;
+};
+
+TEST_F(CoreMuxGroups, OfAFileThatCannotBeOpenedAreAFailure)
+{
+    const std::string path = folder.path("hwsamp.events");
+    const BoundSocket socket(path);
+    ASSERT_TRUE(socket.isBound());
+    EXPECT_GT(populate(), 1);
+    EXPECT_TRUE(stored().is_null());
+    EXPECT_EQ(g_raised, "tb2::error::FailedTo.Open.The.File(" + path + ")");
+    ASSERT_EQ(log.entries().size(), 1u);
+    EXPECT_TRUE(log.entries()[0].text.starts_with("inStream.is_open(), at file: "));
 }
 
 TEST_F(CoreMuxGroups, OfBinaryBytesAreFoundWhereTheyAre)

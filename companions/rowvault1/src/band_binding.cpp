@@ -2,6 +2,9 @@
 
 #include "store_change.h"
 
+#include <optional>
+#include <string>
+
 namespace rowvault1 {
 namespace {
 
@@ -15,24 +18,31 @@ void insertData(Store& store, std::string_view dataName, std::string_view attrib
     insert.run();
 }
 
+/// Null for data that are not known.
+std::optional<std::string> attributeTableOf(Store& store, std::string_view dataName)
+{
+    store.settle();
+    try {
+        Statement statement = store.connection().prepare(
+            "SELECT attribute_table FROM main.band_binding WHERE data_name = ?1");
+        statement.bindText(1, dataName);
+        if (statement.step()) return statement.text(0);
+    } catch (const SqlError&) {
+        // Data of a store that cannot be read are not known.
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 bool hasBandData(Store& store, std::string_view dataName)
 {
-    store.settle();
-    try {
-        Statement statement =
-            store.connection().prepare("SELECT 1 FROM main.band_binding WHERE data_name = ?1");
-        statement.bindText(1, dataName);
-        return statement.step();
-    } catch (const SqlError&) {
-        return false;
-    }
+    return attributeTableOf(store, dataName).has_value();
 }
 
 bool noteBandData(Store& store, std::string_view dataName, std::string_view attributeTable)
 {
-    if (hasBandData(store, dataName)) return true;
+    if (const auto known = attributeTableOf(store, dataName)) return *known == attributeTable;
     return changeNow(store, [&] { insertData(store, dataName, attributeTable); });
 }
 

@@ -113,6 +113,24 @@ TEST_F(BandTable, NamesThatCannotBeBandDataGiveANullHandle)
     EXPECT_EQ(result->failure(), "");
 }
 
+TEST_F(BandTable, BandDataOverAnotherAttributeTableGiveANullHandle)
+{
+    auto result = create();
+    EXPECT_FALSE(result->database()->createBandTable("my_bands", "dd_cpu", "").is_null());
+    EXPECT_TRUE(result->database()->createBandTable("my_bands", "dd_thread", "").is_null());
+    EXPECT_FALSE(result->database()->createBandTable("my_bands", "dd_cpu", "").is_null());
+    EXPECT_TRUE(result->database()->createBandTable("sample_band", "dd_cpu", "").is_null());
+    EXPECT_EQ(result->failure(), "");
+    result->finish();
+    result.reset();
+    result = open(open_mode_t::append);
+    EXPECT_TRUE(result->database()->createBandTable("my_bands", "dd_thread", "").is_null());
+    EXPECT_FALSE(result->database()->createBandTable("my_bands", "dd_cpu", "").is_null());
+    result->finish();
+    EXPECT_EQ(shell("SELECT attribute_table FROM band_binding WHERE data_name = 'my_bands'"),
+              "dd_cpu");
+}
+
 TEST_F(BandTable, ANullDefinitionFires)
 {
     const auto result = create();

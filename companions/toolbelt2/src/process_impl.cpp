@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <mutex>
 #include <thread>
@@ -146,25 +147,35 @@ error_code_t ProcessImpl::joinChild()
 error_code_t ProcessImpl::waitForEnd()
 {
     std::chrono::microseconds pause = g_shortestPause;
-    std::error_code gone;
-    while (m_child.running(gone)) {
+    while (!hasEnded()) {
         if (std::chrono::steady_clock::now() >= m_deadline) return error_code_t(error::tookTooLong);
         std::this_thread::sleep_for(pause);
         pause = std::min(pause * 2, g_longestPause);
     }
+    m_child.detach(); // there is nobody left to wait for
     m_running = false;
     return {};
 }
 
-error_code_t ProcessImpl::exitOutcome()
+/// The child's own handle takes one that is not there any more for one that ended well.
+bool ProcessImpl::hasEnded()
 {
-    const int status = m_child.native_exit_code();
-    if (WIFSIGNALED(status))
+    const pid_t ended = ::waitpid(m_child.id(), &m_status, WNOHANG);
+    m_statusLost = ended < 0 && errno == ECHILD;
+    return m_statusLost || ended == m_child.id();
+}
+
+error_code_t ProcessImpl::exitOutcome() const
+{
+    if (m_statusLost)
         return failure(error::childFailed,
-                       "was ended by signal " + std::to_string(WTERMSIG(status)));
-    if (WEXITSTATUS(status) != 0)
+                       "ended, and its status is lost: SIGCHLD is ignored or handled elsewhere");
+    if (WIFSIGNALED(m_status))
         return failure(error::childFailed,
-                       "ended with status " + std::to_string(WEXITSTATUS(status)));
+                       "was ended by signal " + std::to_string(WTERMSIG(m_status)));
+    if (WEXITSTATUS(m_status) != 0)
+        return failure(error::childFailed,
+                       "ended with status " + std::to_string(WEXITSTATUS(m_status)));
     return {};
 }
 

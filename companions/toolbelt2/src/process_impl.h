@@ -29,7 +29,8 @@ private:
     std::string launch(const arguments_t& arguments, const environment_t* environment);
     error_code_t joinChild();
     error_code_t waitForEnd();
-    error_code_t exitOutcome();
+    bool hasEnded();
+    error_code_t exitOutcome() const;
     void stopAll() noexcept;
     error_code_t failure(std::int32_t code, const std::string& text) const;
     error_code_t stopped(error_code_t reason) const;
@@ -43,6 +44,8 @@ private:
     boost::process::group m_group;
     boost::process::child m_child;
     bool m_running = false;
+    int m_status = 0;                      ///< of the child that has ended, as waitpid gives it
+    bool m_statusLost = false;             ///< somebody else has taken it
     std::optional<error_code_t> m_outcome; ///< once it is known how it went
 };
 

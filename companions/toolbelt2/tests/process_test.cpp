@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <csignal>
 #include <fstream>
 #include <string>
 
@@ -20,6 +21,13 @@ bool isAlive(pid_t id)
     std::getline(file, text);
     const std::size_t name = text.rfind(')');
     return name != std::string::npos && text.substr(name, 3) != ") Z";
+}
+
+std::string g_raised;
+
+void noteRaised(std::int32_t, std::string_view text, const char*, int)
+{
+    g_raised = text;
 }
 
 TEST_F(ChildTest, WhatTheChildPrintsReachesTheReaderWhole)
@@ -61,6 +69,29 @@ TEST_F(ChildTest, AStatusOtherThanNullIsAFailureAndTheOutputIsKept)
 TEST_F(ChildTest, AnEndBySignalIsAFailure)
 {
     EXPECT_EQ(run("kill -SEGV $$"), error::childFailed);
+}
+
+TEST_F(ChildTest, AnEndWhoseStatusIsLostIsAFailure)
+{
+    g_raised.clear();
+    const auto formerHandler = error_code_t::setRaiseHandler(noteRaised);
+    const auto former = std::signal(SIGCHLD, SIG_IGN);
+    EXPECT_EQ(run("echo said; exit 3"), error::childFailed);
+    std::signal(SIGCHLD, former);
+    error_code_t::setRaiseHandler(formerHandler);
+    EXPECT_EQ(output->text, "said\n");
+    EXPECT_EQ(g_raised, folder.path("tool") + ": ended, and its status is lost: SIGCHLD is ignored "
+                                              "or handled elsewhere");
+}
+
+TEST_F(ChildTest, AChildWhoseStatusIsLostIsStoppedInTimeStill)
+{
+    process->setLimits({.time = 300ms});
+    const auto former = std::signal(SIGCHLD, SIG_IGN);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(run("exec >&-; sleep 100"), error::tookTooLong);
+    EXPECT_LT(secondsSince(begin), 20);
+    std::signal(SIGCHLD, former);
 }
 
 TEST_F(ChildTest, StandardErrorHasAReaderOfItsOwn)
@@ -237,13 +268,10 @@ TEST_F(ChildTest, NewProcessesTakeTheLimitsInForce)
     EXPECT_EQ(former.bytes, std::size_t{16} << 20);
 }
 
-std::string g_raised;
-
 TEST_F(ChildTest, AFailureIsRaisedWithTheToolsName)
 {
     g_raised.clear();
-    const auto former = error_code_t::setRaiseHandler(
-        [](std::int32_t, std::string_view text, const char*, int) { g_raised = text; });
+    const auto former = error_code_t::setRaiseHandler(noteRaised);
     run("exit 9");
     error_code_t::setRaiseHandler(former);
     EXPECT_EQ(g_raised, folder.path("tool") + ": ended with status 9");

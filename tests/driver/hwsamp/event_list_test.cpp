@@ -54,6 +54,17 @@ TEST(EventList, BracesAndSlashesMustPair)
     EXPECT_EQ(problemOf("cpu/event=1"), "a slash stands alone");
 }
 
+TEST(EventList, AControlCharacterInAnEventIsRefused)
+{
+    const std::string problem = "a control character stands in an event";
+    EXPECT_EQ(problemOf("cpu/a\nGroup 7: x/"), problem);
+    EXPECT_EQ(problemOf("a\nb"), problem);
+    EXPECT_EQ(problemOf("\x1b[2J"), problem);
+    EXPECT_EQ(problemOf("a,\x7f"), problem);
+    EXPECT_EQ(problemOf(std::string("a\0b", 3)), problem);
+    EXPECT_EQ(parseEvents("\ta\r,\tb"), (Sets{{"a"}, {"b"}})) << "blanks around events";
+}
+
 TEST(EventFile, HoldsAListInEachLine)
 {
     const samplefold_test::TemporaryFolder folder;

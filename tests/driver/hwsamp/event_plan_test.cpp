@@ -81,6 +81,34 @@ TEST(Packing, AsksForWhatComesTogether)
     EXPECT_EQ(shown(packGroups(single("abcd"), notBoth)), "ab cd ");
 }
 
+TEST(Packing, TakesTwentyThousandEvents)
+{
+    std::vector<Events> sets;
+    for (int number = 0; number < 20'000; ++number)
+        sets.push_back({plannedEvent(std::to_string(number))});
+    const auto namesIn = [](const std::vector<Events>& groups) {
+        std::vector<std::string> names;
+        for (const Events& group : groups) {
+            for (const Event& event : group)
+                names.push_back(event.name);
+        }
+        return names;
+    };
+    const std::vector<std::string> names = namesIn(sets);
+
+    const std::vector<Events> whole = packGroups(sets, [](std::span<const Event>) { return true; });
+    EXPECT_EQ(whole.size(), 1U);
+    EXPECT_EQ(namesIn(whole), names);
+
+    const std::vector<Events> parts =
+        packGroups(sets, [](std::span<const Event> events) { return events.size() <= 7000; });
+    EXPECT_EQ(namesIn(parts), names);
+    ASSERT_EQ(parts.size(), 3U);
+    EXPECT_EQ(parts[0].size(), 7000U);
+    EXPECT_EQ(parts[1].size(), 7000U);
+    EXPECT_EQ(parts[2].size(), 6000U);
+}
+
 TEST(EventPlan, CoreEventsTakeTurnsOnTheCoresCounters)
 {
     EXPECT_EQ(planText(single("abc"), 2),

@@ -50,8 +50,8 @@ protected:
     }
     void round(std::uint64_t time) { file.add(77, Bytes().words({0, time})); }
 
-    /// Loads what was told so far; gives the rows.
-    Rows load()
+    /// Loads what was told so far into a result with that last tick; gives the rows.
+    Rows load(std::uint64_t lastTick = 0)
     {
         file.event(faults);
         const Bytes bytes = file.file();
@@ -60,7 +60,8 @@ protected:
         session::ProcessRows processRows(db());
         session::AttributeRows attributes(db(), recording);
         ProfileContext context(result(), {true, true, 1});
-        CounterLoader loader(recording, {processes, processRows, attributes, quality}, context);
+        CounterLoader loader(recording, {processes, processRows, attributes, quality}, context,
+                             lastTick);
         loader.load({});
         context.finish(loader.range().second);
         loader.reportQuality(db());
@@ -130,6 +131,27 @@ TEST_F(CounterLoaderTest, ThreadsThatWereCountedTogetherStandAsProcessesOfTheirO
     EXPECT_EQ(load(), (Rows{"page-faults|42|42|main|main|-|2|101|5",
                             "page-faults|43|43|helper|helper|-|2|101|6"}));
     EXPECT_EQ(quality.count("counted threads whose process the recording does not name"), 2U);
+}
+
+TEST_F(CounterLoaderTest, AThreadOfNoKnownProcessCountsOnceOnHoweverManyCpus)
+{
+    threads({{42, "main"}, {43, "helper"}});
+    cpus({0, 1});
+    for (const std::uint32_t cpu : {0U, 1U}) {
+        stat(cpu, 0, 5, 100);
+        stat(cpu, 1, 6, 100);
+    }
+    round(100);
+    EXPECT_EQ(load().size(), 4U);
+    EXPECT_EQ(quality.count("counted threads whose process the recording does not name"), 2U);
+}
+
+TEST_F(CounterLoaderTest, ARunGoesOnFromTheLastTickOfTheResult)
+{
+    threads({{42, "worker"}});
+    stat(g_none, 0, 5, 100);
+    round(100);
+    EXPECT_EQ(load(7000), Rows{"page-faults|42|42|worker|worker|-|7001|7100|5"});
 }
 
 TEST_F(CounterLoaderTest, ValuesOfUnknownEventsAndThreadsAreCountedDrops)

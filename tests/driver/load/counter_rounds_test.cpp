@@ -88,7 +88,7 @@ TEST_F(CounterRoundsTest, ScalingIsExactBeyondWhatAFloatingPointNumberHolds)
 {
     const std::uint64_t large = (std::uint64_t{1} << 61) + 1;
     read({large, 3, 1});
-    EXPECT_EQ(close(1), Lines{"1000-1001: 6917529027641081859~"});
+    EXPECT_EQ(close(1'000'000 * g_second), Lines{"1000-1000000000001000: 6917529027641081859~"});
 }
 
 TEST_F(CounterRoundsTest, ACounterThatDidNotRunHasNoIntervalAndNoGuess)
@@ -169,7 +169,7 @@ TEST_F(CounterRoundsTest, AThreadAloneHasTheTimeOfOneCpu)
     expectOnlyDrop(CounterDrop::BeyondTime, 1);
 }
 
-TEST_F(CounterRoundsTest, CountsOfOtherEventsMayBeAnything)
+TEST_F(CounterRoundsTest, CountsOfOtherEventsMayBeFarBeyondTheTime)
 {
     rounds.add({&faults, 0, -1}, {100 * g_second, 1, 1});
     EXPECT_EQ(close(g_second), Lines{"1000-1000001000: 100000000000"});
@@ -241,25 +241,59 @@ TEST_F(CounterRoundsTest, MoreThanACounterOfTheUncoreCanCountIsRefused)
     perfdata::Event uncore;
     uncore.attr.type = 20;
     const CounterKey key{&uncore, 0, -1};
-    const auto closeOne = [&](CounterRounds& of, std::uint64_t time) {
-        int taken = 0;
-        of.close(time, [&](const CountedInterval&) { ++taken; });
-        return taken;
-    };
     // A counter of 48 bits that wrapped round within a second.
     constexpr std::uint64_t wrapped = std::uint64_t{1} << 48;
-    CounterRounds aware(g_start, 2, {20});
-    aware.add(key, {500 * g_second, g_second, g_second});
-    EXPECT_EQ(closeOne(aware, g_second), 1);
-    aware.add(key, {500 * g_second + wrapped, 2 * g_second, 2 * g_second});
-    EXPECT_EQ(closeOne(aware, 2 * g_second), 0);
-    EXPECT_EQ(aware.dropped(CounterDrop::BeyondCounter), 1U);
-    aware.add(key, {500 * g_second + wrapped + 7, 3 * g_second, 3 * g_second});
-    EXPECT_EQ(closeOne(aware, 3 * g_second), 1) << "the next difference is taken to it";
+    rounds.add(key, {500 * g_second, g_second, g_second});
+    EXPECT_EQ(close(g_second).size(), 1U);
+    rounds.add(key, {500 * g_second + wrapped, 2 * g_second, 2 * g_second});
+    EXPECT_EQ(close(2 * g_second), Lines{});
+    expectOnlyDrop(CounterDrop::BeyondCounter, 1);
+    rounds.add(key, {500 * g_second + wrapped + 7, 3 * g_second, 3 * g_second});
+    EXPECT_EQ(close(3 * g_second).size(), 1U) << "the next difference is taken to it";
+}
 
-    CounterRounds other(g_start, 2, {21});
-    other.add(key, {wrapped, g_second, g_second});
-    EXPECT_EQ(closeOne(other, g_second), 1) << "events of other types have no such bound";
+TEST_F(CounterRoundsTest, MoreThanACounterOfACoreCanCountIsRefused)
+{
+    constexpr std::uint64_t tooMany = std::uint64_t{1} << 60;
+    const perfdata::Event cycles; // of type 0, hardware
+    rounds.add({&cycles, 0, -1}, {tooMany, g_second, g_second});
+    rounds.add({&faults, -1, 7}, {tooMany, g_second, g_second});
+    EXPECT_EQ(close(g_second), Lines{});
+    expectOnlyDrop(CounterDrop::BeyondCounter, 2);
+}
+
+TEST_F(CounterRoundsTest, ACountOfAllCpusIsBoundForEach)
+{
+    const perfdata::Event cycles;
+    const CounterKey all{&cycles, -1, -1};
+    rounds.add({&cycles, 1, -1}, {20'000 * g_second, g_second, g_second});
+    rounds.add(all, {20'000 * g_second, g_second, g_second});
+    EXPECT_EQ(close(g_second), Lines{"1000-1000001000: 20000000000000"}) << "that of two CPUs";
+    expectOnlyDrop(CounterDrop::BeyondCounter, 1);
+
+    CounterRounds unknown(g_start, 0);
+    unknown.add(all, {std::uint64_t{1} << 60, g_second, g_second});
+    int taken = 0;
+    unknown.close(g_second, [&](const CountedInterval&) { ++taken; });
+    EXPECT_EQ(taken, 1) << "nobody knows how many CPUs there were";
+}
+
+TEST_F(CounterRoundsTest, EnergyOfAMachineUnderLoadIsBelieved)
+{
+    perfdata::Event energy;
+    energy.attr.type = 30;
+    constexpr std::uint64_t joule = std::uint64_t{1} << 32;
+    rounds.add({&energy, 0, -1}, {1000 * joule, g_second, g_second});
+    EXPECT_EQ(close(g_second), Lines{"1000-1000001000: 4294967296000"});
+}
+
+TEST_F(CounterRoundsTest, TracepointsMayAddUpAnything)
+{
+    perfdata::Event slept;
+    slept.attr.type = 2;
+    constexpr std::uint64_t day = 86'400 * g_second;
+    rounds.add({&slept, 0, -1}, {day, g_second, g_second});
+    EXPECT_EQ(close(g_second), Lines{"1000-1000001000: 86400000000000"});
 }
 
 TEST_F(CounterRoundsTest, WhatIsRefusedIsToldWithItsCounter)

@@ -54,17 +54,16 @@ TEST(HwFeedbackFileTest, TheClassWordIsDecimalOrHexadecimalBehind0x)
 
 TEST(HwFeedbackFileTest, EveryNumberMayBeAsLargeAsItsField)
 {
-    const HwFeedbackFile file = parseHwFeedback(
-        "9223372036854775807 2147483647 2147483647 18446744073709551615 2147483647\n"
-        "0 0 0 0 -2147483648\n");
+    const HwFeedbackFile file =
+        parseHwFeedback("9223372036854775807 2147483647 4194304 18446744073709551615 2147483647\n"
+                        "0 0 0 0 -2147483648\n");
     EXPECT_EQ(file.reports, (Reports{{0, 0, 0, 0, -2147483647 - 1},
                                      {9223372036854775807, 18446744073709551615U, 2147483647,
-                                      2147483647, 2147483647}}));
+                                      4194304, 2147483647}}));
     EXPECT_NE(problemOf("9223372036854775808 0 0 0 0").find("first field is no tick"),
               std::string::npos);
     EXPECT_NE(problemOf("0 2147483648 0 0 0").find("second field is no CPU"), std::string::npos);
-    EXPECT_NE(problemOf("0 0 2147483648 0 0").find("third field is no thread id"),
-              std::string::npos);
+    EXPECT_NE(problemOf("0 0 4194305 0 0").find("third field is no thread id"), std::string::npos);
     EXPECT_NE(problemOf("0 0 0 0x10000000000000000 0").find("fourth field is no class word"),
               std::string::npos);
     EXPECT_NE(problemOf("0 0 0 0 2147483648").find("fifth field is no value"), std::string::npos);

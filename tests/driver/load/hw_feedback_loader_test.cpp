@@ -91,6 +91,26 @@ TEST_F(HwFeedbackLoaderTest, AThreadThatTheRecordingDoesNotKnowStandsAsAProcessA
     EXPECT_EQ(unknown(), 2U);
 }
 
+TEST_F(HwFeedbackLoaderTest, UnknownThreadsBehindTheBoundHaveNoRowsAndTheirReportsAreCounted)
+{
+    comm(1, 10, 10, "app");
+    std::string text;
+    for (int tid = 1001; tid <= 71'000; ++tid)
+        text += "100 0 " + std::to_string(tid) + " 0 0\n";
+    // What the recording knows, and what is among the first, is known for good.
+    load(text + "200 0 10 0 0\n300 0 10 0 0\n400 0 1001 0 0\n500 0 1001 0 0\n"
+                "600 0 71000 0 0\n700 0 71000 0 0\n");
+    EXPECT_EQ(unknown(), 65'536U);
+    EXPECT_EQ(ask("SELECT count(*) FROM dd_thread WHERE tid > 1000"), Rows{"65536"});
+    EXPECT_EQ(ask("SELECT max(tid) FROM dd_thread"), Rows{"66536"});
+    EXPECT_EQ(
+        quality.count(
+            "reports of hardware feedback of unknown threads behind the first 65536 of these"),
+        70'000U - 65'536U + 2U);
+    EXPECT_EQ(bands(), (Rows{"10/10/app 101-300 Invalid", "1001/1001/ 301-500 Invalid",
+                             "nobody 501-700 Invalid"}));
+}
+
 TEST_F(HwFeedbackLoaderTest, TheIdleTaskEndsTheBandBeforeItAndItsOwnBelongToNobody)
 {
     comm(1, 10, 10, "app");

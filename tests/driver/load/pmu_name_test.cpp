@@ -17,7 +17,8 @@ TEST(PmuName, TheRecordedNameOfTheCorePmuGoesFirst)
 TEST(PmuName, OfTwoKindsOfCoresTheLargerOnesStandForTheMachine)
 {
     perfdata::Features features;
-    features.pmuCaps = {{"cpu_atom", {{"pmu_name", "small"}}}, {"cpu_core", {{"pmu_name", "large"}}}};
+    features.pmuCaps = {{"cpu_atom", {{"pmu_name", "small"}}},
+                        {"cpu_core", {{"pmu_name", "large"}}}};
     EXPECT_EQ(pmuNameOf(features), "large");
 }
 

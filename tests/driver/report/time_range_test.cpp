@@ -22,6 +22,13 @@ std::string read(std::string_view text)
     return (point->sinceFirst ? "+" : "") + std::to_string(point->value);
 }
 
+TEST(TicksInTest, SecondsAreTheNearestWholeTicks)
+{
+    EXPECT_EQ(ticksIn(0.3), 300'000'000U) << "0.3 is a little less as a binary fraction";
+    EXPECT_EQ(ticksIn(1e-10), 0U);
+    EXPECT_EQ(ticksIn(1e9), 1'000'000'000'000'000'000U);
+}
+
 TEST(ParseTimeTest, APlainNumberIsATick)
 {
     EXPECT_EQ(read("0"), "0");

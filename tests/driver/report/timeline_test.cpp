@@ -183,6 +183,24 @@ TEST_F(TimelineTest, BandsStandByNameBesideTheThreadsEvenWithoutSamples)
     EXPECT_EQ(read(2, {60, 90}).threads.size(), 1U) << "no band lies there";
 }
 
+TEST_F(TimelineTest, BinsOfAllThreadsAndClassesHaveABound)
+{
+    recorded(0, 99);
+    interval(light, 1, 10, 3);
+    interval(heavy, 1, 10, 30);
+    const std::string tooMany = result().databasePath() + ": too many threads for that many bins: "
+                                                          "give fewer --bins or a --limit";
+    TimelineOptions options;
+    options.bins = 5'000'001;
+    EXPECT_EQ(problem(options), tooMany);
+    options.limit = 1;
+    EXPECT_EQ(problem(options), "no error") << "what is hidden takes no bins";
+    band(heavy, 10, 19, "Class_1");
+    EXPECT_EQ(problem(options), tooMany) << "a class has bins as well";
+    options.bins = 5'000'000;
+    EXPECT_EQ(problem(options), "no error");
+}
+
 TEST_F(TimelineTest, AResultWithoutSamplesOrWithSumsSaysSo)
 {
     EXPECT_NE(problem({}).find("has no samples"), std::string::npos);

@@ -67,6 +67,13 @@ TEST_F(UncoreCountsTest, CpusThatCountTheSameTimeCountItOnce)
     EXPECT_EQ(only().total.rate(), 100.0);
 }
 
+TEST_F(UncoreCountsTest, ARowThatBeganEarlierAndEndsWithAnotherCountsAllOfItsTime)
+{
+    count(g_second + 1, 2 * g_second, 100, 0);
+    count(1, 2 * g_second, 100, 1);
+    EXPECT_EQ(only().total.rate(), 100.0);
+}
+
 TEST_F(UncoreCountsTest, IntervalsShareOutTheRowsThatLieInSeveral)
 {
     count(1, g_second, 10);
@@ -122,6 +129,30 @@ TEST_F(UncoreCountsTest, MoreIntervalsThanATableCouldShowAreRefused)
     EXPECT_THROW(only(1), ReportError);
     EXPECT_THROW(only(9'999), ReportError);
     EXPECT_EQ(only(10'001).intervals.size(), 99'991U);
+}
+
+TEST_F(UncoreCountsTest, MoreIntervalsOfAllEventsThanMemoryShouldHoldAreRefused)
+{
+    const auto addAnother = [&](int number) {
+        const std::string name = "UNC_" + std::to_string(number);
+        uncore = add("dd_uncore_event_type", {{"name", text(name)}});
+        event =
+            add("dd_event_type", {{"name", text(name)}, {"uncore_event", indexToVariant(uncore)}});
+        count(1, g_second, 10);
+    };
+    for (int number = 0; number < 20; ++number)
+        addAnother(number);
+    EXPECT_EQ(readUncoreCounts(result(), 10'001).counts.size(), 20U) << "20 times 99,991";
+    addAnother(20);
+    try {
+        readUncoreCounts(result(), 10'001);
+        FAIL() << "21 times 99,991 are more than 2,000,000";
+    } catch (const ReportError& error) {
+        EXPECT_NE(std::string(error.what())
+                      .find("--interval makes more than 2000000 intervals of all events"),
+                  std::string::npos)
+            << error.what();
+    }
 }
 
 TEST_F(UncoreCountsTest, CountsWrapAndNeverFail)

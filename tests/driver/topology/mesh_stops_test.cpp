@@ -43,8 +43,14 @@ TEST_F(MeshStopsTest, ALineOfAnotherFormIsAnErrorWithItsPlace)
 {
     for (const char* line : {"0 1", "0 1 2 3", "a 1 2", "0 -1 2", "0 1 0x", "0 1 99999999999"})
         EXPECT_EQ(errorOf(std::string("0 0 1\n") + line + "\n"),
-                  m_path + ": line 2: is not of the form PACKAGE UNIT TID")
+                  m_path + ":2: is not of the form PACKAGE UNIT TID")
             << line;
+}
+
+TEST_F(MeshStopsTest, AUnitThatComesTwiceIsAnErrorWithItsPlace)
+{
+    EXPECT_EQ(errorOf("0 0 1\n0 1 1\n1 0 2\n\n0 0x0 3\n"),
+              m_path + ":5: tells of package 0 unit 0 as line 1 does");
 }
 
 TEST_F(MeshStopsTest, AMissingFileIsAnError)

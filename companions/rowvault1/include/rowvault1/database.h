@@ -16,7 +16,8 @@ public:
     virtual tb2::sptr_t<IAttributeTable> getAttributeTable(const char* name) = 0;
     /// Opens or creates the band table of a data name (letters, digits, underscores) over an
     /// attribute table. Null for other names, for the name of a table that is no band table, for an
-    /// unknown attribute table, and when the store has failed. `suffix` is taken and not used.
+    /// unknown attribute table, for one other than that which the data were created over, and when
+    /// the store has failed. `suffix` is taken and not used.
     virtual tb2::sptr_t<IGenericBandTable<single_band_obj_t>>
     createBandTable(const char* dataName, const char* attributeTable, const char* suffix) = 0;
     /// A query over an attribute, band or bucket table; null when the result has no such table.
