@@ -1,5 +1,6 @@
 #include "dump_builder.h"
 #include "module_map/allocation_probe.h"
+#include "support/fake_jit_loader.h"
 #include "verifier_fixture.h"
 
 namespace stack_test {
@@ -140,28 +141,11 @@ TEST_F(CallCheck, TheResolverOfTheLastMergeIsNotTakenAgain)
     EXPECT_EQ(allocationsOfMerge(), 0U);
 }
 
-/// Knows nothing, and counts its own end.
-class CountedResolver : public jitlens_3_13::ISymbolResolver {
+/// Counts its own end.
+class CountedResolver : public samplefold_test::NoSymbols {
 public:
     explicit CountedResolver(int& ended) : m_ended(ended) {}
     ~CountedResolver() override { ++m_ended; }
-    bool findSymbol(const jitlens_3_13::IModule&, std::uint64_t,
-                    jitlens_3_13::symbol_t&) const override
-    {
-        return false;
-    }
-    bool findSymbol(std::uint64_t, jitlens_3_13::symbol_t&) const override { return false; }
-    bool findCode(const jitlens_3_13::IModule*, std::uint64_t, jitlens_3_13::symbol_t&,
-                  jitlens_3_13::code_stretch_t& stretch) const override
-    {
-        stretch = {0, ~std::uint64_t{0}};
-        return false;
-    }
-    bool findLine(const jitlens_3_13::IModule&, std::uint64_t,
-                  jitlens_3_13::source_line_t&) const override
-    {
-        return false;
-    }
 
 private:
     int& m_ended;

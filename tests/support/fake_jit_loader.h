@@ -12,6 +12,28 @@
 
 namespace samplefold_test {
 
+/// A resolver that knows no symbol and no code.
+class NoSymbols : public jitlens_3_13::ISymbolResolver {
+public:
+    bool findSymbol(const jitlens_3_13::IModule&, std::uint64_t,
+                    jitlens_3_13::symbol_t&) const override
+    {
+        return false;
+    }
+    bool findSymbol(std::uint64_t, jitlens_3_13::symbol_t&) const override { return false; }
+    bool findCode(const jitlens_3_13::IModule*, std::uint64_t, jitlens_3_13::symbol_t&,
+                  jitlens_3_13::code_stretch_t& stretch) const override
+    {
+        stretch = {0, ~std::uint64_t{0}};
+        return false;
+    }
+    bool findLine(const jitlens_3_13::IModule&, std::uint64_t,
+                  jitlens_3_13::source_line_t&) const override
+    {
+        return false;
+    }
+};
+
 /// Makes a counted object as the JIT interfaces hold it.
 template <class Impl, class... Args>
 boost::intrusive_ptr<Impl> makeShared(Args&&... args)
@@ -100,26 +122,6 @@ public:
     std::uint64_t rvaBefore = 0; ///< what the relative address held when resolve was called
 
 private:
-    class NoSymbols : public jitlens_3_13::ISymbolResolver {
-    public:
-        bool findSymbol(const jitlens_3_13::IModule&, std::uint64_t,
-                        jitlens_3_13::symbol_t&) const override
-        {
-            return false;
-        }
-        bool findSymbol(std::uint64_t, jitlens_3_13::symbol_t&) const override { return false; }
-        bool findCode(const jitlens_3_13::IModule*, std::uint64_t, jitlens_3_13::symbol_t&,
-                      jitlens_3_13::code_stretch_t& stretch) const override
-        {
-            stretch = {0, ~std::uint64_t{0}};
-            return false;
-        }
-        bool findLine(const jitlens_3_13::IModule&, std::uint64_t,
-                      jitlens_3_13::source_line_t&) const override
-        {
-            return false;
-        }
-    };
     boost::intrusive_ptr<NoSymbols> m_symbols{new tb2::ref_counted_t<NoSymbols>()};
 };
 
